@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// commandtocorvantide: carries out the commands of a CUPS command file on a ribbon photo printer.
+#include <cups/cups.h>
+#include <cups/sidechannel.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "channel/printer_exchange.h"
+#include "channel/status_query.h"
+#include "diag/value_names.h"
+#include "markers/marker_report.h"
+#include "reasons/state_reasons.h"
+
+// libcups exports this comparison, but no installed header declares it.
+extern "C" int _cups_strcasecmp(const char* s, const char* t);
+
+namespace {
+
+constexpr int BACK_CHANNEL_FD = 3;  // libcups reads it; cups/sidechannel.h names only CUPS_SC_FD
+
+constexpr int PROBE_DATA_SIZE = 512;
+constexpr double PROBE_TIMEOUT = 30.0;  // seconds
+constexpr int DIRECTIVE_SIZE = 1024;
+
+struct Command {
+  const char* name;
+  void (*report)(bool bidirectional);
+};
+
+void report_levels(bool bidirectional) {
+  if (!bidirectional) {
+    report_printer_levels(PrinterLevels::Unavailable());
+    return;
+  }
+  const PrinterInfo info = get_printer_info_retry();
+  report_printer_levels(info.GetPrinterLevels());
+  update_printer_state(info.GetPrinterState());
+}
+
+void report_status(bool bidirectional) {
+  update_printer_state(bidirectional ? get_printer_info_retry().GetPrinterState()
+                                     : PrinterState::Unavailable());
+}
+
+const Command COMMANDS[] = {
+    {"ReportLevels", report_levels},
+    {"ReportStatus", report_status},
+};
+
+// Opens /dev/null in the place of a descriptor that is not open.
+void occupy(int fd) {
+  if (fcntl(fd, F_GETFD) != -1) return;
+  const int null = open("/dev/null", O_RDWR);
+  if (null == -1 || null == fd) return;
+  dup2(null, fd);
+  close(null);
+}
+
+// Makes the process fit for what it meets under a scheduler, in a shell and in a test.
+void prepare_process() {
+  // A back end that dies is to be told in the log, not to kill the filter in mid-report.
+  std::signal(SIGPIPE, SIG_IGN);
+
+  // All processes of a job share one log pipe: a line that is one write stays whole in it.
+  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
+
+  // Where a channel is missing libcups would spin for ever, or read the command file in its
+  // place; from /dev/null a read ends at once.
+  occupy(BACK_CHANNEL_FD);
+  occupy(CUPS_SC_FD);
+
+  // cupsBackChannelRead goes on to a read after its time-out, which must not block then.
+  const int flags = fcntl(BACK_CHANNEL_FD, F_GETFL);
+  if (flags != -1) fcntl(BACK_CHANNEL_FD, F_SETFL, flags | O_NONBLOCK);
+}
+
+// Whether the back end confirms that the device is bidirectional.
+bool probe_bidirectional() {
+  char data[PROBE_DATA_SIZE];
+  int size = sizeof data;
+  const cups_sc_status_e status =
+      cupsSideChannelDoRequest(CUPS_SC_CMD_GET_BIDI, data, &size, PROBE_TIMEOUT);
+  if (status == CUPS_SC_STATUS_OK && size == 1 && data[0] == CUPS_SC_BIDI_SUPPORTED) return true;
+  std::fprintf(stderr,
+               "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O "
+               "available! %s(%d)\n",
+               to_string(status), status);
+  return false;
+}
+
+// An unknown directive is left to other filters' command sets: it is logged and passed over.
+void run_command(const char* directive, bool bidirectional) {
+  for (const Command& command : COMMANDS) {
+    if (_cups_strcasecmp(directive, command.name) == 0) {
+      command.report(bidirectional);
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  prepare_process();
+
+  if (argc < 6 || argc > 7) {
+    std::fprintf(stderr, "ERROR: Usage: %s job-id user title copies options [file]", argv[0]);
+    return 1;
+  }
+
+  cups_file_t* file = argc == 7 ? cupsFileOpen(argv[6], "r") : cupsFileStdin();
+  if (argc == 7 && file == nullptr) {
+    std::perror("ERROR: Unable to open command file - ");
+    return 1;
+  }
+
+  const bool bidirectional = probe_bidirectional();
+
+  if (wr_esc_wakeup() != 0) {
+    cupsFileClose(file);
+    std::exit(1);
+  }
+
+  char directive[DIRECTIVE_SIZE];
+  char* value = nullptr;
+  int line_number = 0;
+  while (cupsFileGetConf(file, directive, sizeof directive, &value, &line_number) != nullptr) {
+    std::fprintf(stderr, "DEBUG: ====> command=[%s] linenum=%d\n", directive, line_number);
+    run_command(directive, bidirectional);
+  }
+
+  cupsFileClose(file);
+  return 0;
+}
