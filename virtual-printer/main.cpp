@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// virtual-printer: a CUPS back end for a ribbon photo printer that is not there.
+#include <cups/backend.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#include "printer.h"
+#include "settings.h"
+
+namespace {
+
+int help(std::FILE* out) {
+  std::fprintf(out,
+               "Usage: virtual-printer --run URI FILTER [ARG...]\n"
+               "       virtual-printer job-id user title copies options [file]\n"
+               "       virtual-printer\n"
+               "\n"
+               "A ribbon photo printer that is not there. The first form becomes FILTER, wired to\n"
+               "the printer as the scheduler would wire it. The second is a CUPS back end that\n"
+               "takes the URI from DEVICE_URI; the third lists its device.\n"
+               "\n"
+               "Example, a printer with an open door that sleeps through two replies:\n"
+               "  printf 'ReportLevels\\nReportStatus\\n' | virtual-printer --run \\\n"
+               "    'virtual-printer://here/?error=060202&asleep=2' \\\n"
+               "    ./commandtocorvantide 1 user title 1 ''\n"
+               "\n"
+               "The URI is virtual-printer://NAME/?KEY=VALUE&... with any of these keys:\n");
+  print_keys(out);
+  return 0;
+}
+
+int list_device() {
+  std::printf("direct virtual-printer \"Corvantide Virtual\" \"Virtual ribbon photo printer\"\n");
+  return CUPS_BACKEND_OK;
+}
+
+bool take_place(int fd, int place) {
+  if (dup2(fd, place) != -1) return true;
+  std::perror("ERROR: virtual-printer: cannot wire a descriptor");
+  return false;
+}
+
+int serve_job(const char* device_uri, const char* path) {
+  PrinterSettings settings;
+  if (!parse_settings(device_uri, settings)) return CUPS_BACKEND_FAILED;
+  if (path != nullptr) {
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file == -1) {
+      std::perror("ERROR: virtual-printer: cannot open the file");
+      return CUPS_BACKEND_FAILED;
+    }
+    if (!take_place(file, STDIN_FILENO)) return CUPS_BACKEND_FAILED;
+  }
+  serve(settings);
+  return CUPS_BACKEND_OK;
+}
+
+// Becomes the filter, so that its status, its signals and its end are the caller's to see; the
+// printer lives in a child that ends when the filter does. The back channel is left blocking, as
+// a shell leaves it: a filter has to cope with either.
+int run_filter(const char* device_uri, char** filter) {
+  PrinterSettings settings;
+  if (!parse_settings(device_uri, settings)) return 1;
+
+  // Occupies 0 to 4, so that no end of a channel is made where another one belongs.
+  int null = 0;
+  while ((null = open("/dev/null", O_RDWR | O_CLOEXEC)) != -1 && null <= CUPS_SC_FD) continue;
+
+  int data[2];
+  int back[2];
+  int side[2];
+  if (null == -1 || pipe2(data, O_CLOEXEC) != 0 || pipe2(back, O_CLOEXEC) != 0 ||
+      socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, side) != 0) {
+    std::perror("ERROR: virtual-printer: cannot make the channels");
+    return 1;
+  }
+
+  const pid_t printer = fork();
+  if (printer == -1) {
+    std::perror("ERROR: virtual-printer: cannot start the printer");
+    return 1;
+  }
+  if (printer == 0) {
+    if (!take_place(data[0], 0) || !take_place(back[1], 3) || !take_place(side[1], 4)) return 1;
+    closefrom(CUPS_SC_FD + 1);
+    serve(settings);
+    return 0;
+  }
+
+  if (!take_place(data[1], 1) || !take_place(back[0], 3) || !take_place(side[0], 4)) return 1;
+  std::signal(SIGPIPE, SIG_DFL);
+  execvp(filter[0], filter);
+  std::perror("ERROR: virtual-printer: cannot run the filter");
+  return 127;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  if (argc == 1) return list_device();
+  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return help(stdout);
+
+  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);  // one write a line, in a log shared by a job
+  if (argc >= 4 && std::strcmp(argv[1], "--run") == 0) return run_filter(argv[2], argv + 3);
+  if ((argc == 6 || argc == 7) && argv[1][0] != '-')
+    return serve_job(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
+
+  std::fprintf(stderr, "ERROR: virtual-printer: wrong arguments; try virtual-printer --help\n");
+  return 1;
+}
