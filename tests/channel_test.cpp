@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cups/cups.h>
+#include <cups/sidechannel.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "channel/retry_counter.h"
+#include "channel/status_query.h"
+#include "support.h"
+
+namespace {
+
+// The printer that the fakes below stand for: awake from the reply of that number on, and with
+// no more replies than `replies`.
+struct {
+  int awake_from;
+  int replies;
+  int asked, pauses;
+} printer;
+
+}  // namespace
+
+cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t, char*, int* size, double) {
+  EXPECT_EQ(*size, 512);
+  return CUPS_SC_STATUS_OK;
+}
+
+ssize_t cupsBackChannelRead(char* buffer, size_t room, double timeout) {
+  EXPECT_EQ(room, 512U);
+  EXPECT_EQ(timeout, 1.0);
+  if (printer.asked++ >= printer.replies) return -1;
+  const std::string reply =
+      reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from);
+  std::copy(reply.begin(), reply.end(), buffer);
+  return static_cast<ssize_t>(reply.size());
+}
+
+unsigned sleep(unsigned seconds) {
+  EXPECT_EQ(seconds, 1U);
+  ++printer.pauses;
+  return 0;
+}
+
+namespace {
+
+const char* const END = "DEBUG: get_printer_info_retry() END\n";
+
+TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
+  const struct {
+    int awake_from, replies;  // the printer's
+    int asked, pauses;
+    std::string statuses, end;  // of the first three tests; of the log
+  } cases[] = {
+      {1, 99, 1, 0, "fulfilled(0/60) ", "=fulfilled(0/60)]\n"},
+      {3, 99, 3, 2, "retrying(1/60) retrying(2/60) fulfilled(2/60) ", "=fulfilled(2/60)]\n"},
+      {61, 99, 61, 60, "retrying(1/60) retrying(2/60) retrying(3/60) ", "=fulfilled(60/60)]\n"},
+      {99, 99, 61, 60, "retrying(1/60) retrying(2/60) retrying(3/60) ",
+       "=expired(61/60)]\nDEBUG: #retry over\n"},
+      {99, 2, 3, 2, "retrying(1/60) retrying(2/60) ", "DEBUG: printer_info=[UNAVAILABLE]\n"},
+      {1, 0, 1, 0, "", "DEBUG: printer_info=[UNAVAILABLE]\n"},
+  };
+  for (const auto& c : cases) {
+    printer = {c.awake_from, c.replies, 0, 0};
+    bool available = false;
+    testing::internal::CaptureStdout();
+    const std::string log =
+        captured_stderr([&] { available = get_printer_info_retry().isAvailable(); });
+    const std::string sent = testing::internal::GetCapturedStdout();
+
+    EXPECT_EQ(printer.asked, c.asked);
+    EXPECT_EQ(printer.pauses, c.pauses);
+    EXPECT_EQ(available, c.end.find("fulfilled") != std::string::npos);
+    std::string requests;
+    for (int i = 0; i < c.asked; ++i) requests += "\x1bV21";
+    EXPECT_EQ(sent, requests);
+
+    const std::string head = "DEBUG: #retry_status=[wake_up=";
+    std::string statuses;
+    for (std::size_t at = log.find(head), n = 0; at != std::string::npos && n < 3; ++n) {
+      at += head.size();
+      statuses += log.substr(at, log.find(']', at) - at) + ' ';
+      at = log.find(head, at);
+    }
+    EXPECT_EQ(statuses, c.statuses);
+    EXPECT_EQ(log.substr(log.size() - c.end.size() - std::strlen(END)), c.end + END);
+  }
+}
+
+TEST(RetryCounter, ExpiresBeyondItsLimitForGood) {
+  RetryCounter none(0);
+  none.Test(true);
+  EXPECT_EQ(none.to_string(), "fulfilled(0/0)");
+  none.Test(false);
+  EXPECT_EQ(none.to_string(), "expired(1/0)");
+  none.Test(true);
+  none.Test(false);
+  EXPECT_EQ(none.to_string(), "expired(1/0)");
+
+  RetryCounter once(1);
+  once.Test(false);
+  EXPECT_FALSE(once.isExpired());
+  once.Test(true);
+  EXPECT_EQ(once.to_string(), "fulfilled(1/1)");
+}
+
+}  // namespace

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+
+#include "diag/dump.h"
+#include "diag/value_names.h"
+#include "support.h"
+
+namespace {
+
+// What the overload calls the values from first to last, without the prefix that all share.
+template <typename E>
+std::string names(const std::string& prefix, int first, int last) {
+  std::string all;
+  for (int value = first; value <= last; ++value) {
+    const std::string name = to_string(static_cast<E>(value));
+    all += (name.rfind(prefix, 0) == 0 ? name.substr(prefix.size()) : name) + ' ';
+  }
+  return all;
+}
+
+TEST(ToString, NamesWhatTheHeadersName) {
+  EXPECT_EQ(names<cups_sc_status_e>("CUPS_SC_STATUS_", -1, 8),
+            "UNKNOWN NONE OK IO_ERROR TIMEOUT NO_RESPONSE BAD_MESSAGE TOO_BIG NOT_IMPLEMENTED "
+            "UNKNOWN ");
+  EXPECT_EQ(names<cups_adv_e>("CUPS_ADVANCE_", -1, 5),
+            "cups_adv_e(-1) NONE FILE JOB SET PAGE cups_adv_e(5) ");
+  EXPECT_EQ(names<cups_bool_e>("CUPS_", -1, 2), "cups_bool_e(-1) FALSE TRUE cups_bool_e(2) ");
+  EXPECT_EQ(names<cups_cut_e>("CUPS_CUT_", -1, 5),
+            "cups_cut_e(-1) NONE FILE JOB SET PAGE cups_cut_e(5) ");
+  EXPECT_EQ(names<cups_edge_e>("CUPS_EDGE_", -1, 4),
+            "cups_edge_e(-1) TOP RIGHT BOTTOM LEFT cups_edge_e(4) ");
+  EXPECT_EQ(names<cups_jog_e>("CUPS_JOG_", -1, 4),
+            "cups_jog_e(-1) NONE FILE JOB SET cups_jog_e(4) ");
+  EXPECT_EQ(names<cups_order_e>("CUPS_ORDER_", -1, 3),
+            "cups_order_e(-1) CHUNKED BANDED PLANAR cups_order_e(3) ");
+  EXPECT_EQ(names<cups_orient_e>("CUPS_ORIENT_", -1, 4),
+            "cups_orient_e(-1) 0 90 180 270 cups_orient_e(4) ");
+  EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_", -1, 22),
+            "cups_cspace_e(-1) W RGB RGBA K CMY YMC CMYK YMCK KCMY KCMYcm GMCK GMCS WHITE GOLD "
+            "SILVER CIEXYZ CIELab RGBW SW SRGB ADOBERGB cups_cspace_e(21) cups_cspace_e(22) ");
+  EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_ICC", 31, 47),
+            "cups_cspace_e(31) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(47) ");
+  EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_DEVICE", 47, 63),
+            "cups_cspace_e(47) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(63) ");
+  EXPECT_EQ(names<cups_orient_e>("", INT_MIN, INT_MIN), "cups_orient_e(-2147483648) ");
+}
+
+TEST(ToString, EachOverloadKeepsItsLatestFallback) {
+  int number = 7;  // no constant, of which the compiler would say that it has no name
+  const char* first = to_string(static_cast<cups_adv_e>(number));
+  to_string(static_cast<cups_cut_e>(++number));
+  EXPECT_STREQ(first, "cups_adv_e(7)");
+  EXPECT_EQ(to_string(static_cast<cups_adv_e>(++number)), first);
+  to_string(CUPS_ADVANCE_JOB);
+  EXPECT_STREQ(first, "cups_adv_e(9)");
+}
+
+TEST(DumpMem, WritesSixteenBytesToALine) {
+  std::string bytes(0x10011, '\x80');
+  for (const std::size_t size : {1, 16, 17, 192, 0x10011}) {
+    EXPECT_EQ(captured_stderr([&] { dump_mem("[STS]", bytes.data(), static_cast<int>(size)); }),
+              dump_lines("[STS]", bytes.substr(0, size)));
+  }
+  EXPECT_EQ(captured_stderr([] { dump_mem("[CMD]", "\x1b\xff", 2); }),
+            "DEBUG: [CMD] size=2\nDEBUG: [CMD] 0000: 1b ff\n");
+  EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, 0); }),
+            "DEBUG: L size=0\nDEBUG: L 0000:\n");
+  EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, -1); }), "DEBUG: L size=-1\n");
+}
+
+// Every number of the header is its own index, so that each line shows which field it printed;
+// its strings have no end.
+TEST(Dump, WritesEveryField) {
+  static_assert(sizeof(cups_page_header_s) == 256 + 41 * sizeof(unsigned));
+  unsigned words[64 + 41];
+  std::memset(words, 'c', 256);
+  for (unsigned i = 0; i < 41; ++i) words[64 + i] = i;
+  cups_page_header_s header;
+  std::memcpy(&header, words, sizeof header);
+  header.Tumble = CUPS_FALSE;
+  header.cupsWidth = 4294967295U;
+
+  std::string strings;
+  for (const std::string name : {"MediaClass", "MediaColor", "MediaType", "OutputType"})
+    strings += "__" + name + "=" + std::string(64, 'c') + "        /* " + name + " string */\n";
+  EXPECT_EQ(captured_stderr([&header] { dump(&header); }),
+            "=== cups_page_header_t ===\nStandard Page Device Dictionary String Values\n" +
+                strings + R"(Standard Page Device Dictionary Integer Values
+__AdvanceDistance=0        /* AdvanceDistance value in points */
+__AdvanceMedia=CUPS_ADVANCE_FILE        /* AdvanceMedia value (@link cups_adv_t@) */
+__Collate=cups_bool_e(2)        /* Collated copies value */
+__CutMedia=CUPS_CUT_SET        /* CutMedia value (@link cups_cut_t@) */
+__Duplex=cups_bool_e(4)        /* Duplexed (double-sided) value */
+__HWResolution=(5,6)        /* Resolution in dots-per-inch */
+__ImagingBoundingBox=(7,8)        /* Pixel region that is painted (points, left, bottom, right, top) */
+__InsertSheet=cups_bool_e(11)        /* InsertSheet value */
+__Jog=cups_jog_e(12)        /* Jog value (@link cups_jog_t@) */
+__LeadingEdge=cups_edge_e(13)        /* LeadingEdge value (@link cups_edge_t@) */
+__Margins=(14,15)        /* Lower-lefthand margins in points */
+__ManualFeed=cups_bool_e(16)        /* ManualFeed value */
+__MediaPosition=17        /* MediaPosition value */
+__MediaWeight=18        /* MediaWeight value in grams/m^2 */
+__MirrorPrint=cups_bool_e(19)        /* MirrorPrint value */
+__NegativePrint=cups_bool_e(20)        /* NegativePrint value */
+__NumCopies=21        /* Number of copies to produce */
+__Orientation=cups_orient_e(22)        /* Orientation value (@link cups_orient_t@) */
+__OutputFaceUp=cups_bool_e(23)        /* OutputFaceUp value */
+__PageSize=(24,25)        /* Width and length of page in points */
+__Separations=cups_bool_e(26)        /* Separations value */
+__TraySwitch=cups_bool_e(27)        /* TraySwitch value */
+__Tumble=CUPS_FALSE        /* Tumble value */
+CUPS Page Device Dictionary Values
+__cupsWidth=-1        /* Width of page image in pixels */
+__cupsHeight=30        /* Height of page image in pixels */
+__cupsMediaType=31        /* Media type code */
+__cupsBitsPerColor=32        /* Number of bits for each color */
+__cupsBitsPerPixel=33        /* Number of bits for each pixel */
+__cupsBytesPerLine=34        /* Number of bytes per line */
+__cupsColorOrder=cups_order_e(35)        /* Order of colors */
+__cupsColorSpace=CUPS_CSPACE_ICC5        /* True colorspace */
+__cupsCompression=37        /* Device compression to use */
+__cupsRowCount=38        /* Rows per band */
+__cupsRowFeed=39        /* Feed between bands */
+__cupsRowStep=40        /* Spacing between lines */
+)");
+}
+
+}  // namespace

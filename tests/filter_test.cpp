@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The filter as a process, beside the virtual printer.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "support.h"
+
+namespace {
+
+// What a shell command did. The printer's own lines of the shared log stand apart, without their
+// heads.
+struct Outcome {
+  int status = 0;
+  std::string out, log, printer;
+};
+
+// The log is a socket that keeps writes apart: each must be one whole line, so that no
+// neighbour's line can land inside it.
+Outcome shell(const std::string& command) {
+  int out[2];
+  int log[2];
+  EXPECT_EQ(pipe(out) + socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(out[1], 1);
+    dup2(log[1], 2);
+    closefrom(3);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  close(out[1]);
+  close(log[1]);
+
+  Outcome outcome;
+  char data[8192];
+  const std::string head = "DEBUG: virtual-printer: ";
+  for (ssize_t size = 0; (size = read(log[0], data, sizeof data)) > 0;) {
+    const std::string line(data, static_cast<std::size_t>(size));
+    EXPECT_TRUE(line.find('\n') == line.size() - 1 || line.find("ERROR: Usage") == 0) << line;
+    (line.find(head) == 0 ? outcome.printer.append(line, head.size()) : outcome.log.append(line));
+  }
+  outcome.out.append(data, static_cast<std::size_t>(read(out[0], data, sizeof data)));
+  close(out[0]);
+  close(log[0]);
+  waitpid(child, &outcome.status, 0);
+  outcome.status = WIFEXITED(outcome.status) ? WEXITSTATUS(outcome.status) : -1;
+  return outcome;
+}
+
+Outcome run(const std::string& query, const std::string& commands) {
+  return shell("printf '" + commands + "' | " PRINTER " --run 'virtual-printer://test/" + query +
+               "' " FILTER " 1 user title 1 ''");
+}
+
+const std::string GOOD = std::string(3, '\0');
+const std::string DOOR = "\x06\x02\x02";
+
+const std::string NOT_BIDIRECTIONAL =
+    "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O available! ";
+const std::string TIMEOUT = "CUPS_SC_STATUS_TIMEOUT(3)\n";
+
+std::string drain(const std::string& status) {
+  return status.empty() ? "" : "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status;
+}
+
+// The log of a wake-up, with what stands between its bytes and its end.
+std::string wake_up(const std::string& rest = "") {
+  return "DEBUG: wr_esc_wakeup() START\n" + dump_lines("[CMD]", "\x1b\x45WU") + rest +
+         "DEBUG: wr_esc_wakeup() END\n";
+}
+
+std::string command(const std::string& word, int line) {
+  return "DEBUG: ====> command=[" + word + "] linenum=" + std::to_string(line) + "\n";
+}
+
+std::string query(const std::string& exchange, const std::string& info) {
+  return "DEBUG: get_printer_info_retry() START\nDEBUG: get_printer_info() START\n" +
+         dump_lines("[CMD]", "\x1bV21") + exchange + "DEBUG: get_printer_info() END\n" +
+         "DEBUG: printer_info=[" + info + "]\n" +
+         (info == "UNAVAILABLE" ? "" : "DEBUG: #retry_status=[wake_up=fulfilled(0/60)]\n") +
+         "DEBUG: get_printer_info_retry() END\n";
+}
+
+std::string answered(const std::string& error, std::size_t size = 192,
+                     const std::string& drained = "") {
+  return query(drained + dump_lines("[STS]", reply_bytes(error, size)),
+               "power_state=0x00 mech_state=[0x00,0x00] memory_state=0x00 error_info=[" +
+                   std::string(error == GOOD ? "GOOD" : "0x06,0x02,0x02") +
+                   "] levels=[ink ribbon 120 / 400 ink_sheet_type=0x04]");
+}
+
+std::string unanswered(const std::string& why) { return query(why, "UNAVAILABLE"); }
+
+std::string read_failed(int ret) {
+  return "DEBUG: cupsBackChannelRead() failed. ret=" + std::to_string(ret) + "\n";
+}
+
+const std::string FLUSH_FAILED = "DEBUG: fflush() failed.\n";
+
+std::string markers(const std::string& text, const std::string& level, const std::string& message,
+                    const std::string& sheet) {
+  return "DEBUG: [ReportLevels] " + text +
+         "\nATTR: marker-colors=#00FF00\nATTR: marker-levels=" + level +
+         "\nATTR: marker-message=\"" + message + "\"\nATTR: marker-names=\"InkSheetType: " + sheet +
+         "\"\nATTR: marker-types=ink-ribbon\n";
+}
+
+const std::string LEVELS = markers("ink ribbon 120 / 400 ink_sheet_type=0x04", "30",
+                                   "Ink Ribbon = 120 / 400", "13x18(5x7\u2033)");
+const std::string NO_LEVELS = markers("UNAVAILABLE", "-2", " ", "00");
+
+const std::string WOKEN = "received 1b 45 57 55 (wake-up)\n";
+const std::string ASKED = "received 1b 56 32 31 (status request)\n";
+std::string replied(int sent = 192, int size = 192) {
+  return ASKED + "replying awake with " + std::to_string(sent) + " of " + std::to_string(size) +
+         " bytes\n";
+}
+
+TEST(Filter, RefusesAWrongStart) {
+  const std::string usage = "ERROR: Usage: " FILTER " job-id user title copies options [file]";
+  const struct {
+    const char* operands;
+    std::string log;
+  } cases[] = {
+      {"", usage},
+      {"1 2 3 4", usage},
+      {"1 2 3 4 5 /dev/null 7", usage},
+      {"1 2 3 4 5 /nowhere/at/all",
+       "ERROR: Unable to open command file - : No such file or directory\n"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome =
+        shell(PRINTER " --run virtual-printer://test/ " FILTER " " + std::string(c.operands));
+    EXPECT_EQ(outcome.status, 1) << c.operands;
+    EXPECT_EQ(outcome.log, c.log);
+    EXPECT_EQ(outcome.printer, "");
+  }
+}
+
+struct Run {
+  const char* name;
+  std::string query, commands;
+  int status;
+  std::string log, printer;
+};
+
+const Run RUNS[] = {
+    {"EmptyFile", "", "", 0, wake_up(), WOKEN},
+    {"BothCommands", "?error=060202", "#CUPS-COMMAND\\nReportLevels\\nReportStatus\\n", 0,
+     wake_up() + command("ReportLevels", 2) + answered(DOOR) + LEVELS + state_lines(1) +
+         command("ReportStatus", 3) + answered(DOOR) + state_lines(1),
+     WOKEN + replied() + replied()},
+    {"AnySpelling", "?bidi=no",
+     "rEPORTsTATUS with a value\\r\\n# ReportLevels\\n\\n  Clean all\\nReportStatusX\\n"
+     "REPORTLEVELS",
+     0,
+     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("rEPORTsTATUS", 1) +
+         state_lines(23) + command("Clean", 4) + command("ReportStatusX", 5) +
+         command("REPORTLEVELS", 6) + NO_LEVELS,
+     WOKEN},
+    {"ProbeWithoutData", "?bidi=empty", "ReportStatus\\n", 0,
+     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("ReportStatus", 1) +
+         state_lines(23),
+     WOKEN},
+    {"ProbeWithTooMuch", "?bidi=long", "ReportLevels\\n", 0,
+     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("ReportLevels", 1) +
+         NO_LEVELS,
+     WOKEN},
+    {"ProbeNotImplemented", "?bidi=unknown", "ReportLevels\\n", 0,
+     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n" + wake_up() +
+         command("ReportLevels", 1) + NO_LEVELS,
+     WOKEN},
+    {"TwoPieces", "?extra=8&pieces=100,100", "ReportStatus\\n", 0,
+     wake_up() + command("ReportStatus", 1) + answered(GOOD, 200) + state_lines(0),
+     WOKEN + replied(200, 200)},
+    {"ReadEndsWhenComplete", "?extra=108&pieces=192,108", "ReportStatus\\n", 0,
+     wake_up() + command("ReportStatus", 1) + answered(GOOD, 192) + state_lines(0),
+     WOKEN + replied(300, 300)},
+    {"LongerReply", "?extra=108", "ReportStatus\\n", 0,
+     wake_up() + command("ReportStatus", 1) + answered(GOOD, 300) + state_lines(0),
+     WOKEN + replied(300, 300)},
+    {"LongestReply", "?extra=320&pause=300", "ReportStatus\\n", 0,
+     wake_up() + command("ReportStatus", 1) + answered(GOOD, 512) + state_lines(0),
+     WOKEN + replied(512, 512)},
+    {"OneByteShort", "?silence=191", "ReportLevels\\n", 0,
+     wake_up() + command("ReportLevels", 1) + unanswered(read_failed(-1)) + NO_LEVELS +
+         state_lines(23),
+     WOKEN + replied(191)},
+    {"DiesAtStart", "?die=start", "ReportStatus\\n", 1,
+     NOT_BIDIRECTIONAL + TIMEOUT + wake_up(FLUSH_FAILED), "dying\n"},
+    {"DiesAfterTheWakeUp", "?die=wake-up", "ReportStatus\\n", 0,
+     wake_up(drain(TIMEOUT)) + command("ReportStatus", 1) + unanswered(FLUSH_FAILED) +
+         state_lines(23),
+     WOKEN + "dying\n"},
+    {"DiesInItsReply", "?die=reply", "ReportStatus\\nReportLevels\\n", 0,
+     wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23) +
+         command("ReportLevels", 2) + unanswered(FLUSH_FAILED) + NO_LEVELS + state_lines(23),
+     WOKEN + replied(96) + "dying\n"},
+};
+
+class FilterRun : public testing::TestWithParam<Run> {};
+
+TEST_P(FilterRun, WritesExactly) {
+  const Outcome outcome = run(GetParam().query, GetParam().commands);
+  EXPECT_EQ(outcome.status, GetParam().status);
+  EXPECT_EQ(outcome.log, GetParam().log);
+  EXPECT_EQ(outcome.printer, GetParam().printer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Filter, FilterRun, testing::ValuesIn(RUNS),
+                         [](const auto& test) { return test.param.name; });
+
+class DrainStatus : public testing::TestWithParam<const char*> {};
+
+TEST_P(DrainStatus, IsToldAndNotFatal) {
+  const std::string status = GetParam();
+  const std::string name = status.substr(0, status.find('('));
+  const std::string drained = status == "CUPS_SC_STATUS_OK(1)" ? "" : drain(status + "\n");
+  EXPECT_EQ(run("?drain=" + name, "ReportStatus\\n").log,
+            wake_up(drained) + command("ReportStatus", 1) + answered(GOOD, 192, drained) +
+                state_lines(0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Filter, DrainStatus,
+                         testing::Values("CUPS_SC_STATUS_NONE(0)", "CUPS_SC_STATUS_OK(1)",
+                                         "CUPS_SC_STATUS_IO_ERROR(2)", "CUPS_SC_STATUS_TIMEOUT(3)",
+                                         "CUPS_SC_STATUS_NO_RESPONSE(4)",
+                                         "CUPS_SC_STATUS_BAD_MESSAGE(5)",
+                                         "CUPS_SC_STATUS_TOO_BIG(6)",
+                                         "CUPS_SC_STATUS_NOT_IMPLEMENTED(7)"));
+
+// Missing channels do not let the command file take their place, and nothing waits.
+TEST(Filter, CopesWithoutChannels) {
+  const Outcome outcome = shell("exec 3>&- 4>&-; timeout 5 " FILTER " 1 2 3 4 5 /dev/null");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "\x1b\x45WU");
+  EXPECT_EQ(outcome.log, NOT_BIDIRECTIONAL + TIMEOUT + wake_up(drain(TIMEOUT)));
+}
+
+TEST(VirtualPrinter, RefusesWhatItDoesNotKnow) {
+  const std::string head = "ERROR: virtual-printer: ";
+  const std::pair<const char*, const char*> cases[] = {
+      {"?colour=red", "unknown key \"colour\" in the device URI\n"},
+      {"?error=0602", "\"error=0602\" in the device URI: expected six hexadecimal digits\n"},
+      {"?total=-1", "\"total=-1\" in the device URI: expected 0 to 65535\n"},
+      {"?total=1&total=2", "a key in the device URI is empty or repeated\n"},
+      {"?pieces=100,93", "the pieces in the device URI make 193 bytes of 192\n"},
+  };
+  for (const auto& [query, message] : cases) {
+    const Outcome outcome = run(query, "");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.log, head + message);
+  }
+}
+
+// As a back end, and with bytes that are no command among split ones.
+TEST(VirtualPrinter, RecognisesCommandsHoweverSplit) {
+  const Outcome outcome = shell(
+      "(printf '\\033\\033E'; sleep 0.1; printf 'WU\\033V'; sleep 0.1; printf '21\\033V2') | "
+      "DEVICE_URI=virtual-printer://test/ " PRINTER " 1 user title 1 '' 3>&- 4>&-");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.printer, "received 1b (unknown)\n" + WOKEN + ASKED);
+}
+
+}  // namespace

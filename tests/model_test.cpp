@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "model/printer_info.h"
+
+namespace {
+
+template <typename Value>
+Value odd() {
+  return Value(static_cast<typename Value::Type>(2));
+}
+
+template <typename Value>
+void expect_plain_value() {
+  EXPECT_TRUE(std::is_trivially_copyable_v<Value> && sizeof(typename Value::Type) == 4);
+  EXPECT_EQ(Value::Unavailable().to_string(), "UNAVAILABLE");
+  EXPECT_EQ(odd<Value>().to_string(), "UNKNOWN");
+}
+
+TEST(Model, ValuesArePlain) {
+  expect_plain_value<PrinterInfo>();
+  expect_plain_value<PrinterState>();
+  expect_plain_value<PrinterLevels>();
+}
+
+// Every byte differs from its neighbours and most are negative as a char, so that a wrong offset,
+// order or sign shows; the vector ends where nothing more may be read.
+TEST(PrinterInfo, ParsesTheLayout) {
+  std::vector<char> reply(152);
+  std::iota(reply.rbegin(), reply.rend(), static_cast<char>(104));
+  EXPECT_EQ(PrinterInfo::Parse(reply.data()).to_string(),
+            "power_state=0xfa mech_state=[0x7f,0x7e] memory_state=0xfb "
+            "error_info=[0x7c,0x7b,0x7a] levels=[ink ribbon 26984 / 27498 ink_sheet_type=0x6e]");
+  std::fill(reply.begin() + 131, reply.end(), '\0');
+  std::fill(reply.begin() + 148, reply.end(), '\xff');
+  EXPECT_EQ(PrinterInfo::Parse(reply.data()).to_string().substr(58),
+            "error_info=[GOOD] levels=[ink ribbon 65535 / 65535 ink_sheet_type=0x00]");
+}
+
+std::string answers(const PrinterInfo& info) {
+  return std::string(info.isAvailable() ? "available" : "") + (info.isWakeUp() ? " awake" : "") +
+         (info.isMechGood() ? " good" : "") + (info.isMemoryFree() ? " free" : "");
+}
+
+TEST(PrinterInfo, AnswersFromTheReply) {
+  const struct {
+    int offset, byte;
+    const char* expected;
+  } cases[] = {
+      {5, 0x00, "available awake good free"}, {5, 0x01, "available good free"},
+      {5, 0xFF, "available good free"},       {4, 0xFF, "available awake good"},
+      {4, 0xFE, "available awake good free"}, {128, 0x20, "available awake good free"},
+      {128, 0x01, "available awake free"},    {129, 0x01, "available awake free"},
+  };
+  for (const auto& c : cases) {
+    char reply[192] = {};
+    reply[c.offset] = static_cast<char>(c.byte);
+    EXPECT_EQ(answers(PrinterInfo::Parse(reply)), c.expected);
+    EXPECT_EQ(PrinterInfo::Parse(reply).GetPrinterState(), PrinterState::Good());
+  }
+  EXPECT_EQ(answers(PrinterInfo::Unavailable()), "");
+  EXPECT_EQ(PrinterInfo::Unavailable().GetPrinterState(), PrinterState::Unavailable());
+  EXPECT_FALSE(PrinterInfo::Unavailable().GetPrinterLevels().isAvailable());
+}
+
+TEST(PrinterState, Equality) {
+  const unsigned char code[3] = {0x3A, 0x0A, 0x0F};
+  const PrinterState state = PrinterState::Error(&code);
+  EXPECT_EQ(state.to_string(), "0x3a,0x0a,0x0f");
+  EXPECT_TRUE(state == &code && state == PrinterState::Error(&code));
+  EXPECT_FALSE(state != &code || state != PrinterState::Error(&code));
+  for (int i = 0; i < 3; ++i) {
+    unsigned char other[3] = {0x3A, 0x0A, 0x0F};
+    ++other[i];
+    EXPECT_TRUE(state != &other && state != PrinterState::Error(&other)) << i;
+  }
+
+  const unsigned char good[3] = {0, 0, 0};
+  EXPECT_EQ(PrinterState::Error(&good), PrinterState::Good());
+  EXPECT_EQ(PrinterState::Good().to_string(), "GOOD");
+  PrinterState unavailable = PrinterState::Unavailable();
+  unavailable.error_code[0] = 1;
+  EXPECT_EQ(unavailable, PrinterState::Unavailable());
+  EXPECT_TRUE(PrinterState::Unavailable() != &good);
+  EXPECT_NE(PrinterState::Unavailable(), PrinterState::Good());
+  EXPECT_NE(odd<PrinterState>(), odd<PrinterState>());
+}
+
+}  // namespace
