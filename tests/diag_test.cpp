@@ -81,6 +81,7 @@ TEST(Dump, WritesEveryField) {
   for (unsigned i = 0; i < 41; ++i) words[64 + i] = i;
   cups_page_header_s header;
   std::memcpy(&header, words, sizeof header);
+  header.AdvanceDistance = 0x63636363;  // reading on past OutputType would show
   header.Tumble = CUPS_FALSE;
   header.cupsWidth = 4294967295U;
 
@@ -90,7 +91,7 @@ TEST(Dump, WritesEveryField) {
   EXPECT_EQ(captured_stderr([&header] { dump(&header); }),
             "=== cups_page_header_t ===\nStandard Page Device Dictionary String Values\n" +
                 strings + R"(Standard Page Device Dictionary Integer Values
-__AdvanceDistance=0        /* AdvanceDistance value in points */
+__AdvanceDistance=1667457891        /* AdvanceDistance value in points */
 __AdvanceMedia=CUPS_ADVANCE_FILE        /* AdvanceMedia value (@link cups_adv_t@) */
 __Collate=cups_bool_e(2)        /* Collated copies value */
 __CutMedia=CUPS_CUT_SET        /* CutMedia value (@link cups_cut_t@) */

@@ -148,6 +148,7 @@ struct Run {
   int status;
   std::string log, printer;
 };
+std::ostream& operator<<(std::ostream& out, const Run& run) { return out << run.name; }
 
 const Run RUNS[] = {
     {"EmptyFile", "", "", 0, wake_up(), WOKEN},
@@ -236,10 +237,17 @@ INSTANTIATE_TEST_SUITE_P(Filter, DrainStatus,
 
 // Missing channels do not let the command file take their place, and nothing waits.
 TEST(Filter, CopesWithoutChannels) {
-  const Outcome outcome = shell("exec 3>&- 4>&-; timeout 5 " FILTER " 1 2 3 4 5 /dev/null");
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.out, "\x1b\x45WU");
-  EXPECT_EQ(outcome.log, NOT_BIDIRECTIONAL + TIMEOUT + wake_up(drain(TIMEOUT)));
+  const Outcome without = shell("timeout 5 " FILTER " 1 2 3 4 5 /dev/null 3>&- 4>&-");
+  EXPECT_EQ(without.status, 0);
+  EXPECT_EQ(without.out, "\x1b\x45WU");
+  EXPECT_EQ(without.log, NOT_BIDIRECTIONAL + TIMEOUT + wake_up(drain(TIMEOUT)));
+
+  const Outcome without_back_channel =
+      shell("echo ReportStatus | " PRINTER
+            " --run virtual-printer://test/ "
+            "sh -c 'timeout 5 " FILTER " 1 2 3 4 5 /dev/fd/9 9<&0 <&- 3>&-'");
+  EXPECT_EQ(without_back_channel.log,
+            wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23));
 }
 
 TEST(VirtualPrinter, RefusesWhatItDoesNotKnow) {

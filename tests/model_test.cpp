@@ -28,14 +28,14 @@ TEST(Model, ValuesArePlain) {
   expect_plain_value<PrinterLevels>();
 }
 
-// Every byte differs from its neighbours and most are negative as a char, so that a wrong offset,
+// Every byte differs from its neighbours and many are negative as a char, so that a wrong offset,
 // order or sign shows; the vector ends where nothing more may be read.
 TEST(PrinterInfo, ParsesTheLayout) {
   std::vector<char> reply(152);
-  std::iota(reply.rbegin(), reply.rend(), static_cast<char>(104));
+  std::iota(reply.rbegin(), reply.rend(), static_cast<char>(126));
   EXPECT_EQ(PrinterInfo::Parse(reply.data()).to_string(),
-            "power_state=0xfa mech_state=[0x7f,0x7e] memory_state=0xfb "
-            "error_info=[0x7c,0x7b,0x7a] levels=[ink ribbon 26984 / 27498 ink_sheet_type=0x6e]");
+            "power_state=0x10 mech_state=[0x95,0x94] memory_state=0x11 "
+            "error_info=[0x92,0x91,0x90] levels=[ink ribbon 32638 / 33152 ink_sheet_type=0x84]");
   std::fill(reply.begin() + 131, reply.end(), '\0');
   std::fill(reply.begin() + 148, reply.end(), '\xff');
   EXPECT_EQ(PrinterInfo::Parse(reply.data()).to_string().substr(58),

@@ -64,10 +64,11 @@ class Printer {
  public:
   explicit Printer(const PrinterSettings& printer_settings) : settings(printer_settings) {}
 
-  // One turn of the loop; false once the input has ended.
+  // One turn of the loop, which chatter keeps turning; false once the input has ended.
   bool Serve() {
     pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {side_channel, POLLIN, 0}};
-    if (poll(fds, 2, TimeToReply()) < 0) return false;
+    if (settings.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
+    if (poll(fds, 2, settings.chatter ? 0 : TimeToReply()) < 0) return false;
     if (pending > 0 && Clock::now() >= due) SendReply();
     if (fds[0].revents != 0 && !Receive()) return false;
     if (fds[1].revents != 0) AnswerSideChannel();
@@ -80,6 +81,7 @@ class Printer {
   char command[COMMAND_SIZE];     // received so far
   std::size_t command_size = 0;
   unsigned replies = 0;   // sent
+  unsigned lines = 0;     // of chatter
   unsigned pending = 0;   // status requests without a reply yet
   Clock::time_point due;  // of the first of those replies
 

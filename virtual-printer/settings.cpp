@@ -125,6 +125,11 @@ const Key KEYS[] = {
      [](const char* text, PrinterSettings& s) {
        return read_number(text, REPLY_SIZE_MAX, s.silence);
      }},
+    {"chatter", "yes, no", "whether it logs without pause (no)",
+     [](const char* text, PrinterSettings& s) {
+       s.chatter = std::strcmp(text, "yes") == 0;
+       return s.chatter || std::strcmp(text, "no") == 0;
+     }},
     {"die", "never, start, wake-up, reply",
      "when the back end dies: at its start, once it has received the wake-up\n"
      "command, or half-way through its first reply (never)",

@@ -31,6 +31,7 @@ struct PrinterSettings {
   unsigned pause = 0;            // milliseconds from a request to its reply
   BidiAnswer bidi = {"yes", CUPS_SC_STATUS_OK, 1, {CUPS_SC_BIDI_SUPPORTED}};
   cups_sc_status_e drain = CUPS_SC_STATUS_OK;
+  bool chatter = false;  // logs without pause
   Death die = Death::Never;
 };
 
