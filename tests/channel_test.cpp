@@ -34,7 +34,7 @@ ssize_t cupsBackChannelRead(char* buffer, size_t room, double timeout) {
   EXPECT_EQ(timeout, 1.0);
   if (printer.asked++ >= printer.replies) return -1;
   const std::string reply =
-      reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from);
+      reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from ? 1 : 0);
   std::copy(reply.begin(), reply.end(), buffer);
   return static_cast<ssize_t>(reply.size());
 }

@@ -85,12 +85,14 @@ TEST(Dump, WritesEveryField) {
   header.Tumble = CUPS_FALSE;
   header.cupsWidth = 4294967295U;
 
-  std::string strings;
-  for (const std::string name : {"MediaClass", "MediaColor", "MediaType", "OutputType"})
-    strings += "__" + name + "=" + std::string(64, 'c') + "        /* " + name + " string */\n";
-  EXPECT_EQ(captured_stderr([&header] { dump(&header); }),
-            "=== cups_page_header_t ===\nStandard Page Device Dictionary String Values\n" +
-                strings + R"(Standard Page Device Dictionary Integer Values
+  const std::string text(64, 'c');
+  EXPECT_EQ(captured_stderr([&header] { dump(&header); }), R"(=== cups_page_header_t ===
+Standard Page Device Dictionary String Values
+__MediaClass=)" + text + R"(        /* MediaClass string */
+__MediaColor=)" + text + R"(        /* MediaColor string */
+__MediaType=)" + text + R"(        /* MediaType string */
+__OutputType=)" + text + R"(        /* OutputType string */
+Standard Page Device Dictionary Integer Values
 __AdvanceDistance=1667457891        /* AdvanceDistance value in points */
 __AdvanceMedia=CUPS_ADVANCE_FILE        /* AdvanceMedia value (@link cups_adv_t@) */
 __Collate=cups_bool_e(2)        /* Collated copies value */
