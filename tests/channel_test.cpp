@@ -47,21 +47,18 @@ unsigned sleep(unsigned seconds) {
 
 namespace {
 
-const char* const END = "DEBUG: get_printer_info_retry() END\n";
-
 TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
   const struct {
     int awake_from, replies;  // the printer's
     int asked, pauses;
-    std::string statuses, end;  // of the first three tests; of the log
+    const char* end;  // of the log
   } cases[] = {
-      {1, 99, 1, 0, "fulfilled(0/60) ", "=fulfilled(0/60)]\n"},
-      {3, 99, 3, 2, "retrying(1/60) retrying(2/60) fulfilled(2/60) ", "=fulfilled(2/60)]\n"},
-      {61, 99, 61, 60, "retrying(1/60) retrying(2/60) retrying(3/60) ", "=fulfilled(60/60)]\n"},
-      {99, 99, 61, 60, "retrying(1/60) retrying(2/60) retrying(3/60) ",
-       "=expired(61/60)]\nDEBUG: #retry over\n"},
-      {99, 2, 3, 2, "retrying(1/60) retrying(2/60) ", "DEBUG: printer_info=[UNAVAILABLE]\n"},
-      {1, 0, 1, 0, "", "DEBUG: printer_info=[UNAVAILABLE]\n"},
+      {1, 99, 1, 0, "=fulfilled(0/60)]\n"},
+      {3, 99, 3, 2, "=fulfilled(2/60)]\n"},
+      {61, 99, 61, 60, "=fulfilled(60/60)]\n"},
+      {99, 99, 61, 60, "=expired(61/60)]\nDEBUG: #retry over\n"},
+      {99, 2, 3, 2, "DEBUG: printer_info=[UNAVAILABLE]\n"},
+      {1, 0, 1, 0, "DEBUG: printer_info=[UNAVAILABLE]\n"},
   };
   for (const auto& c : cases) {
     printer = {c.awake_from, c.replies, 0, 0};
@@ -69,24 +66,16 @@ TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
     testing::internal::CaptureStdout();
     const std::string log =
         captured_stderr([&] { available = get_printer_info_retry().isAvailable(); });
-    const std::string sent = testing::internal::GetCapturedStdout();
-
-    EXPECT_EQ(printer.asked, c.asked);
-    EXPECT_EQ(printer.pauses, c.pauses);
-    EXPECT_EQ(available, c.end.find("fulfilled") != std::string::npos);
     std::string requests;
     for (int i = 0; i < c.asked; ++i) requests += "\x1bV21";
-    EXPECT_EQ(sent, requests);
-
-    const std::string head = "DEBUG: #retry_status=[wake_up=";
-    std::string statuses;
-    for (std::size_t at = log.find(head), n = 0; at != std::string::npos && n < 3; ++n) {
-      at += head.size();
-      statuses += log.substr(at, log.find(']', at) - at) + ' ';
-      at = log.find(head, at);
-    }
-    EXPECT_EQ(statuses, c.statuses);
-    EXPECT_EQ(log.substr(log.size() - c.end.size() - std::strlen(END)), c.end + END);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), requests);
+    EXPECT_EQ(printer.asked, c.asked);
+    EXPECT_EQ(printer.pauses, c.pauses);
+    EXPECT_EQ(available, std::strstr(c.end, "fulfilled") != nullptr);
+    for (int i = 1; i < c.asked; ++i)
+      EXPECT_NE(log.find("[wake_up=retrying(" + std::to_string(i) + "/60)]\n"), std::string::npos);
+    const std::string end = std::string(c.end) + "DEBUG: get_printer_info_retry() END\n";
+    EXPECT_EQ(log.substr(log.size() - std::min(log.size(), end.size())), end);
   }
 }
 
@@ -99,12 +88,6 @@ TEST(RetryCounter, ExpiresBeyondItsLimitForGood) {
   none.Test(true);
   none.Test(false);
   EXPECT_EQ(none.to_string(), "expired(1/0)");
-
-  RetryCounter once(1);
-  once.Test(false);
-  EXPECT_FALSE(once.isExpired());
-  once.Test(true);
-  EXPECT_EQ(once.to_string(), "fulfilled(1/1)");
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support.h"
 
@@ -64,9 +66,7 @@ const std::string NOT_BIDIRECTIONAL =
     "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O available! ";
 const std::string TIMEOUT = "CUPS_SC_STATUS_TIMEOUT(3)\n";
 
-std::string drain(const std::string& status) {
-  return status.empty() ? "" : "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status;
-}
+std::string drain(const std::string& status) { return "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status; }
 
 // The log of a wake-up, with what stands between its bytes and its end.
 std::string wake_up(const std::string& rest = "") {
@@ -102,18 +102,17 @@ std::string read_failed(int ret) {
 
 const std::string FLUSH_FAILED = "DEBUG: fflush() failed.\n";
 
-std::string markers(const std::string& text, const std::string& level, const std::string& message,
-                    const std::string& sheet) {
-  return "DEBUG: [ReportLevels] " + text +
-         "\nATTR: marker-colors=#00FF00\nATTR: marker-levels=" + level +
-         "\nATTR: marker-message=\"" + message + "\"\nATTR: marker-names=\"InkSheetType: " + sheet +
-         "\"\nATTR: marker-types=ink-ribbon\n";
-}
+const std::string LEVELS =
+    "DEBUG: [ReportLevels] ink ribbon 120 / 400 ink_sheet_type=0x04\n"
+    "ATTR: marker-colors=#00FF00\nATTR: marker-levels=30\n"
+    "ATTR: marker-message=\"Ink Ribbon = 120 / 400\"\n"
+    "ATTR: marker-names=\"InkSheetType: 13x18(5x7\u2033)\"\nATTR: marker-types=ink-ribbon\n";
+const std::string NO_LEVELS =
+    "DEBUG: [ReportLevels] UNAVAILABLE\nATTR: marker-colors=#00FF00\nATTR: marker-levels=-2\n"
+    "ATTR: marker-message=\" \"\nATTR: marker-names=\"InkSheetType: 00\"\n"
+    "ATTR: marker-types=ink-ribbon\n";
 
-const std::string LEVELS = markers("ink ribbon 120 / 400 ink_sheet_type=0x04", "30",
-                                   "Ink Ribbon = 120 / 400", "13x18(5x7\u2033)");
-const std::string NO_LEVELS = markers("UNAVAILABLE", "-2", " ", "00");
-
+const std::string REFUSED = "ERROR: virtual-printer: ";
 const std::string WOKEN = "received 1b 45 57 55 (wake-up)\n";
 const std::string ASKED = "received 1b 56 32 31 (status request)\n";
 std::string replied(int sent = 192, int size = 192) {
@@ -123,86 +122,89 @@ std::string replied(int sent = 192, int size = 192) {
 
 TEST(Filter, RefusesAWrongStart) {
   const std::string usage = "ERROR: Usage: " FILTER " job-id user title copies options [file]";
-  const struct {
-    const char* operands;
-    std::string log;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"", usage},
       {"1 2 3 4", usage},
       {"1 2 3 4 5 /dev/null 7", usage},
-      {"1 2 3 4 5 /nowhere/at/all",
-       "ERROR: Unable to open command file - : No such file or directory\n"},
+      {"1 2 3 4 5 /nowhere", "ERROR: Unable to open command file - : No such file or directory\n"},
   };
-  for (const auto& c : cases) {
-    const Outcome outcome =
-        shell(PRINTER " --run virtual-printer://test/ " FILTER " " + std::string(c.operands));
-    EXPECT_EQ(outcome.status, 1) << c.operands;
-    EXPECT_EQ(outcome.log, c.log);
-    EXPECT_EQ(outcome.printer, "");
+  for (const auto& [operands, log] : cases) {
+    const Outcome outcome = shell(PRINTER " --run virtual-printer://test/ " FILTER " " + operands);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.log + outcome.printer, log);
   }
 }
 
 struct Run {
-  const char* name;
-  std::string query, commands;
+  std::string name, query, commands;
   int status;
   std::string log, printer;
 };
 std::ostream& operator<<(std::ostream& out, const Run& run) { return out << run.name; }
 
-const Run RUNS[] = {
-    {"EmptyFile", "", "", 0, wake_up(), WOKEN},
-    {"BothCommands", "?error=060202", "#CUPS-COMMAND\\nReportLevels\\nReportStatus\\n", 0,
-     wake_up() + command("ReportLevels", 2) + answered(DOOR) + LEVELS + state_lines(1) +
-         command("ReportStatus", 3) + answered(DOOR) + state_lines(1),
-     WOKEN + replied() + replied()},
-    {"AnySpelling", "?bidi=no",
-     "rEPORTsTATUS with a value\\r\\n# ReportLevels\\n\\n  Clean all\\nReportStatusX\\n"
-     "REPORTLEVELS",
-     0,
-     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("rEPORTsTATUS", 1) +
-         state_lines(23) + command("Clean", 4) + command("ReportStatusX", 5) +
-         command("REPORTLEVELS", 6) + NO_LEVELS,
-     WOKEN},
-    {"ProbeWithoutData", "?bidi=empty", "ReportStatus\\n", 0,
-     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("ReportStatus", 1) +
-         state_lines(23),
-     WOKEN},
-    {"ProbeWithTooMuch", "?bidi=long", "ReportLevels\\n", 0,
-     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("ReportLevels", 1) +
-         NO_LEVELS,
-     WOKEN},
-    {"ProbeNotImplemented", "?bidi=unknown", "ReportLevels\\n", 0,
-     NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n" + wake_up() +
-         command("ReportLevels", 1) + NO_LEVELS,
-     WOKEN},
-    {"TwoPieces", "?extra=8&pieces=100,100", "ReportStatus\\n", 0,
-     wake_up() + command("ReportStatus", 1) + answered(GOOD, 200) + state_lines(0),
-     WOKEN + replied(200, 200)},
-    {"ReadEndsWhenComplete", "?extra=108&pieces=192,108", "ReportStatus\\n", 0,
-     wake_up() + command("ReportStatus", 1) + answered(GOOD, 192) + state_lines(0),
-     WOKEN + replied(300, 300)},
-    {"LongerReply", "?extra=108", "ReportStatus\\n", 0,
-     wake_up() + command("ReportStatus", 1) + answered(GOOD, 300) + state_lines(0),
-     WOKEN + replied(300, 300)},
-    {"LongestReply", "?extra=320&pause=300", "ReportStatus\\n", 0,
-     wake_up() + command("ReportStatus", 1) + answered(GOOD, 512) + state_lines(0),
-     WOKEN + replied(512, 512)},
-    {"OneByteShort", "?silence=191", "ReportLevels\\n", 0,
-     wake_up() + command("ReportLevels", 1) + unanswered(read_failed(-1)) + NO_LEVELS +
-         state_lines(23),
-     WOKEN + replied(191)},
-    {"DiesAtStart", "?die=start", "ReportStatus\\n", 1,
-     NOT_BIDIRECTIONAL + TIMEOUT + wake_up(FLUSH_FAILED), "dying\n"},
-    {"DiesAfterTheWakeUp", "?die=wake-up", "ReportStatus\\n", 0,
-     wake_up(drain(TIMEOUT)) + command("ReportStatus", 1) + unanswered(FLUSH_FAILED) +
-         state_lines(23),
-     WOKEN + "dying\n"},
-    {"DiesInItsReply", "?die=reply", "ReportStatus\\nReportLevels\\n", 0,
-     wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23) +
-         command("ReportLevels", 2) + unanswered(FLUSH_FAILED) + NO_LEVELS + state_lines(23),
-     WOKEN + replied(96) + "dying\n"},
-};
+std::vector<Run> runs() {
+  std::vector<Run> all = {
+      {"EmptyFile", "", "", 0, wake_up(), WOKEN},
+      {"BothCommands", "?error=060202", "#CUPS-COMMAND\\nReportLevels\\nReportStatus\\n", 0,
+       wake_up() + command("ReportLevels", 2) + answered(DOOR) + LEVELS + state_lines(1) +
+           command("ReportStatus", 3) + answered(DOOR) + state_lines(1),
+       WOKEN + replied() + replied()},
+      {"AnySpelling", "?bidi=no",
+       "rEPORTsTATUS with a value\\r\\n# ReportLevels\\n\\n  Clean all\\nReportStatusX\\n"
+       "REPORTLEVELS",
+       0,
+       NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("rEPORTsTATUS", 1) +
+           state_lines(23) + command("Clean", 4) + command("ReportStatusX", 5) +
+           command("REPORTLEVELS", 6) + NO_LEVELS,
+       WOKEN},
+      {"DiesAtStart", "?die=start", "ReportStatus\\n", 1,
+       NOT_BIDIRECTIONAL + TIMEOUT + wake_up(FLUSH_FAILED), "dying\n"},
+      {"DiesAfterTheWakeUp", "?die=wake-up", "ReportStatus\\n", 0,
+       wake_up(drain(TIMEOUT)) + command("ReportStatus", 1) + unanswered(FLUSH_FAILED) +
+           state_lines(23),
+       WOKEN + "dying\n"},
+      {"DiesInItsReply", "?die=reply", "ReportStatus\\nReportLevels\\n", 0,
+       wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23) +
+           command("ReportLevels", 2) + unanswered(FLUSH_FAILED) + NO_LEVELS + state_lines(23),
+       WOKEN + replied(96) + "dying\n"},
+      // What the virtual printer itself refuses.
+      {"UnknownKey", "?colour=red", "", 1, REFUSED + "unknown key \"colour\" in the device URI\n",
+       ""},
+      {"ShortCode", "?error=0602", "", 1,
+       REFUSED + "\"error=0602\" in the device URI: expected six hexadecimal digits\n", ""},
+      {"Negative", "?total=-1", "", 1,
+       REFUSED + "\"total=-1\" in the device URI: expected 0 to 65535\n", ""},
+      {"Twice", "?total=1&total=2", "", 1,
+       REFUSED + "a key in the device URI is empty or repeated\n", ""},
+      {"TooManyPieces", "?pieces=100,93", "", 1,
+       REFUSED + "the pieces in the device URI make 193 bytes of 192\n", ""},
+  };
+  const auto ask = [&all](const std::string& name, const std::string& query,
+                          const std::string& exchange, int reason, const std::string& printer) {
+    all.push_back(
+        {name, query, "ReportStatus", 0, exchange + state_lines(reason), WOKEN + printer});
+  };
+  const std::string asked = wake_up() + command("ReportStatus", 1);
+  ask("TwoPieces", "?extra=8&pieces=100,100", asked + answered(GOOD, 200), 0, replied(200, 200));
+  ask("CompleteBeforeItsEnd", "?extra=108&pieces=192,108", asked + answered(GOOD), 0,
+      replied(300, 300));
+  ask("LongerReply", "?extra=108", asked + answered(GOOD, 300), 0, replied(300, 300));
+  ask("LongestReply", "?extra=320&pause=300", asked + answered(GOOD, 512), 0, replied(512, 512));
+  ask("OneByteShort", "?silence=191", asked + unanswered(read_failed(-1)), 23, replied(191));
+  for (const auto& [bidi, status] : {std::pair("empty", "OK(1)\n"), std::pair("long", "OK(1)\n"),
+                                     std::pair("unknown", "NOT_IMPLEMENTED(7)\n")}) {
+    ask(std::string("Probe_") + bidi, std::string("?bidi=") + bidi,
+        NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_" + status + asked, 23, "");
+  }
+  for (const std::string status : {"NONE(0)", "IO_ERROR(2)", "TIMEOUT(3)", "NO_RESPONSE(4)",
+                                   "BAD_MESSAGE(5)", "TOO_BIG(6)", "NOT_IMPLEMENTED(7)"}) {
+    const std::string name = status.substr(0, status.find('('));
+    const std::string drained = drain("CUPS_SC_STATUS_" + status + "\n");
+    ask("Drain_" + name, "?drain=CUPS_SC_STATUS_" + name,
+        wake_up(drained) + command("ReportStatus", 1) + answered(GOOD, 192, drained), 0, replied());
+  }
+  return all;
+}
 
 class FilterRun : public testing::TestWithParam<Run> {};
 
@@ -213,27 +215,8 @@ TEST_P(FilterRun, WritesExactly) {
   EXPECT_EQ(outcome.printer, GetParam().printer);
 }
 
-INSTANTIATE_TEST_SUITE_P(Filter, FilterRun, testing::ValuesIn(RUNS),
+INSTANTIATE_TEST_SUITE_P(Filter, FilterRun, testing::ValuesIn(runs()),
                          [](const auto& test) { return test.param.name; });
-
-class DrainStatus : public testing::TestWithParam<const char*> {};
-
-TEST_P(DrainStatus, IsToldAndNotFatal) {
-  const std::string status = GetParam();
-  const std::string name = status.substr(0, status.find('('));
-  const std::string drained = status == "CUPS_SC_STATUS_OK(1)" ? "" : drain(status + "\n");
-  EXPECT_EQ(run("?drain=" + name, "ReportStatus\\n").log,
-            wake_up(drained) + command("ReportStatus", 1) + answered(GOOD, 192, drained) +
-                state_lines(0));
-}
-
-INSTANTIATE_TEST_SUITE_P(Filter, DrainStatus,
-                         testing::Values("CUPS_SC_STATUS_NONE(0)", "CUPS_SC_STATUS_OK(1)",
-                                         "CUPS_SC_STATUS_IO_ERROR(2)", "CUPS_SC_STATUS_TIMEOUT(3)",
-                                         "CUPS_SC_STATUS_NO_RESPONSE(4)",
-                                         "CUPS_SC_STATUS_BAD_MESSAGE(5)",
-                                         "CUPS_SC_STATUS_TOO_BIG(6)",
-                                         "CUPS_SC_STATUS_NOT_IMPLEMENTED(7)"));
 
 // Missing channels do not let the command file take their place, and nothing waits.
 TEST(Filter, CopesWithoutChannels) {
@@ -248,22 +231,6 @@ TEST(Filter, CopesWithoutChannels) {
             "sh -c 'timeout 5 " FILTER " 1 2 3 4 5 /dev/fd/9 9<&0 <&- 3>&-'");
   EXPECT_EQ(without_back_channel.log,
             wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23));
-}
-
-TEST(VirtualPrinter, RefusesWhatItDoesNotKnow) {
-  const std::string head = "ERROR: virtual-printer: ";
-  const std::pair<const char*, const char*> cases[] = {
-      {"?colour=red", "unknown key \"colour\" in the device URI\n"},
-      {"?error=0602", "\"error=0602\" in the device URI: expected six hexadecimal digits\n"},
-      {"?total=-1", "\"total=-1\" in the device URI: expected 0 to 65535\n"},
-      {"?total=1&total=2", "a key in the device URI is empty or repeated\n"},
-      {"?pieces=100,93", "the pieces in the device URI make 193 bytes of 192\n"},
-  };
-  for (const auto& [query, message] : cases) {
-    const Outcome outcome = run(query, "");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.log, head + message);
-  }
 }
 
 // As a back end, and with bytes that are no command among split ones.

@@ -25,8 +25,9 @@ int help(std::FILE* out) {
                "the printer as the scheduler would wire it. The second is a CUPS back end that\n"
                "takes the URI from DEVICE_URI; the third lists its device.\n"
                "\n"
-               "Example, a printer with an open door that sleeps through two replies:\n"
-               "  printf 'ReportLevels\\nReportStatus\\n' | virtual-printer --run \\\n"
+               "Example, in the folder of a build: a printer with an error that sleeps through\n"
+               "two replies:\n"
+               "  printf 'ReportLevels\\nReportStatus\\n' | ./virtual-printer --run \\\n"
                "    'virtual-printer://here/?error=060202&asleep=2' \\\n"
                "    ./commandtocorvantide 1 user title 1 ''\n"
                "\n"
@@ -36,7 +37,9 @@ int help(std::FILE* out) {
 }
 
 int list_device() {
-  std::printf("direct virtual-printer \"Corvantide Virtual\" \"Virtual ribbon photo printer\"\n");
+  std::printf(
+      "direct virtual-printer://printer/ \"Corvantide Virtual\" \"Virtual ribbon photo "
+      "printer\"\n");
   return CUPS_BACKEND_OK;
 }
 
