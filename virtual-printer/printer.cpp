@@ -68,10 +68,10 @@ class Printer {
   bool Serve() {
     pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {side_channel, POLLIN, 0}};
     if (settings.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
-    if (poll(fds, 2, settings.chatter ? 0 : TimeToReply()) < 0) return false;
+    poll(fds, 2, settings.chatter ? 0 : TimeToReply());
     if (pending > 0 && Clock::now() >= due) SendReply();
-    if (fds[0].revents != 0 && !Receive()) return false;
-    if (fds[1].revents != 0) AnswerSideChannel();
+    if (!TakeInput()) return false;
+    AnswerSideChannel(0);
     return true;
   }
 
@@ -91,11 +91,16 @@ class Printer {
     return left < 0 ? 0 : static_cast<int>(left) + 1;
   }
 
-  bool Receive() {
+  // Takes all that has been written by now; false once the input has ended.
+  bool TakeInput() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
     char data[512];
-    const ssize_t size = read(STDIN_FILENO, data, sizeof data);
-    for (ssize_t i = 0; i < size; ++i) Take(data[i]);
-    return size > 0;
+    while (poll(&input, 1, 0) > 0) {
+      const ssize_t size = read(STDIN_FILENO, data, sizeof data);
+      if (size <= 0) return false;
+      for (ssize_t i = 0; i < size; ++i) Take(data[i]);
+    }
+    return true;
   }
 
   bool CouldBe(const Command& candidate) const {
@@ -160,12 +165,15 @@ class Printer {
     const Clock::time_point give_up = Clock::now() + milliseconds(1000);
     int unread = 0;
     while (ioctl(BACK_CHANNEL_FD, FIONREAD, &unread) == 0 && unread > 0 && Clock::now() < give_up) {
-      pollfd side = {side_channel, POLLIN, 0};
-      if (poll(&side, 1, 1) > 0) AnswerSideChannel();
+      AnswerSideChannel(1);
     }
   }
 
-  void AnswerSideChannel() {
+  // Answers a request that is there or comes within so many milliseconds.
+  void AnswerSideChannel(int timeout) {
+    pollfd side = {side_channel, POLLIN, 0};
+    if (poll(&side, 1, timeout) <= 0) return;
+
     cups_sc_command_t request = CUPS_SC_CMD_NONE;
     cups_sc_status_t status = CUPS_SC_STATUS_NONE;
     char data[512];
@@ -176,17 +184,11 @@ class Printer {
       cupsSideChannelWrite(request, settings.bidi.status, settings.bidi.data, settings.bidi.size,
                            CHANNEL_TIMEOUT);
     } else if (request == CUPS_SC_CMD_DRAIN_OUTPUT) {
-      TakeInput();
+      TakeInput();  // the end of the input can wait for the next turn
       cupsSideChannelWrite(request, settings.drain, nullptr, 0, CHANNEL_TIMEOUT);
     } else {
       cupsSideChannelWrite(request, CUPS_SC_STATUS_NOT_IMPLEMENTED, nullptr, 0, CHANNEL_TIMEOUT);
     }
-  }
-
-  // All that was written before a drain was asked for.
-  void TakeInput() {
-    pollfd input = {STDIN_FILENO, POLLIN, 0};
-    while (poll(&input, 1, 0) > 0 && Receive()) continue;
   }
 };
 
