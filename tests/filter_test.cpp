@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,18 +25,9 @@ struct Outcome {
 // The log is a socket that keeps writes apart: each must be one whole line, so that no
 // neighbour's line can land inside it.
 Outcome shell(const std::string& command) {
-  int out[2];
   int log[2];
-  EXPECT_EQ(pipe(out) + socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(out[1], 1);
-    dup2(log[1], 2);
-    closefrom(3);
-    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-    _exit(127);
-  }
-  close(out[1]);
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log), 0);
+  FILE* out = popen(("(" + command + ") 2>&" + std::to_string(log[1])).c_str(), "r");
   close(log[1]);
 
   Outcome outcome;
@@ -46,11 +38,10 @@ Outcome shell(const std::string& command) {
     EXPECT_TRUE(line.find('\n') == line.size() - 1 || line.find("ERROR: Usage") == 0) << line;
     (line.find(head) == 0 ? outcome.printer.append(line, head.size()) : outcome.log.append(line));
   }
-  outcome.out.append(data, static_cast<std::size_t>(read(out[0], data, sizeof data)));
-  close(out[0]);
   close(log[0]);
-  waitpid(child, &outcome.status, 0);
-  outcome.status = WIFEXITED(outcome.status) ? WEXITSTATUS(outcome.status) : -1;
+  outcome.out.append(data, fread(data, 1, sizeof data, out));
+  const int status = pclose(out);
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
 }
 

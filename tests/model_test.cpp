@@ -48,8 +48,7 @@ TEST(PrinterInfo, AnswersFromTheReply) {
     int offset, byte;
     const char* expected;
   } cases[] = {
-      {5, 0x00, "available awake good free"}, {5, 0x01, "available good free"},
-      {5, 0xFF, "available good free"},       {4, 0xFF, "available awake good"},
+      {5, 0x01, "available good free"},       {4, 0xFF, "available awake good"},
       {4, 0xFE, "available awake good free"}, {128, 0x20, "available awake good free"},
       {128, 0x01, "available awake free"},    {129, 0x01, "available awake free"},
   };
