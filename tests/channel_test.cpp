@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "channel/printer_exchange.h"
 #include "channel/retry_counter.h"
 #include "channel/status_query.h"
 #include "support.h"
@@ -24,19 +25,30 @@ struct {
 
 }  // namespace
 
-cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t, char*, int* size, double) {
+cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char*, int* size,
+                                          double timeout) {
+  EXPECT_EQ(command, CUPS_SC_CMD_DRAIN_OUTPUT);
   EXPECT_EQ(*size, 512);
-  return CUPS_SC_STATUS_OK;
+  EXPECT_EQ(timeout, 5.0);
+  return CUPS_SC_STATUS_IO_ERROR;
 }
 
+// Each reply comes in two pieces.
 ssize_t cupsBackChannelRead(char* buffer, size_t room, double timeout) {
-  EXPECT_EQ(room, 512U);
   EXPECT_EQ(timeout, 1.0);
-  if (printer.asked++ >= printer.replies) return -1;
+  const std::size_t received = 512 - room;
+  if (received == 0 && printer.asked++ >= printer.replies) return -1;
   const std::string reply =
       reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from ? 1 : 0);
-  std::copy(reply.begin(), reply.end(), buffer);
-  return static_cast<ssize_t>(reply.size());
+  const std::string piece = received == 0 ? reply.substr(0, 100) : reply.substr(received);
+  std::copy(piece.begin(), piece.end(), buffer);
+  return static_cast<ssize_t>(piece.size());
+}
+
+int usleep(useconds_t microseconds) {
+  EXPECT_EQ(microseconds, 500000U);
+  ++printer.pauses;
+  return 0;
 }
 
 unsigned sleep(unsigned seconds) {
@@ -46,6 +58,14 @@ unsigned sleep(unsigned seconds) {
 }
 
 namespace {
+
+TEST(WakeUp, PausesWhateverTheDrain) {
+  printer.pauses = 0;
+  testing::internal::CaptureStdout();
+  captured_stderr([] { EXPECT_EQ(wr_esc_wakeup(), 0); });
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
+  EXPECT_EQ(printer.pauses, 1);
+}
 
 TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
   const struct {
