@@ -163,8 +163,6 @@ std::vector<Run> runs() {
        ""},
       {"ShortCode", "?error=0602", "", 1,
        REFUSED + "\"error=0602\" in the device URI: expected six hexadecimal digits\n", ""},
-      {"Negative", "?total=-1", "", 1,
-       REFUSED + "\"total=-1\" in the device URI: expected 0 to 65535\n", ""},
       {"Twice", "?total=1&total=2", "", 1,
        REFUSED + "a key in the device URI is empty or repeated\n", ""},
       {"TooManyPieces", "?pieces=100,93", "", 1,

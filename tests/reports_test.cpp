@@ -29,11 +29,9 @@ int cupsGetDests(cups_dest_t** dests) {
   count = cupsAddDest("ribbon", nullptr, count, dests);
   cups_dest_t* ribbon = cupsGetDest("ribbon", nullptr, count, *dests);
   ribbon->is_default = 1;
-  ribbon->num_options = cupsAddOption("copies", "1", 0, &ribbon->options);
-  if (printing_system.reasons != nullptr) {
-    ribbon->num_options = cupsAddOption("printer-state-reasons", printing_system.reasons,
-                                        ribbon->num_options, &ribbon->options);
-  }
+  const char* reasons = printing_system.reasons;
+  ribbon->num_options = cupsAddOption(reasons != nullptr ? "printer-state-reasons" : "copies",
+                                      reasons != nullptr ? reasons : "1", 0, &ribbon->options);
   return count;
 }
 
