@@ -27,18 +27,16 @@ TEST(ToString, NamesWhatTheHeadersName) {
   EXPECT_EQ(names<cups_sc_status_e>("CUPS_SC_STATUS_", -1, 8),
             "UNKNOWN NONE OK IO_ERROR TIMEOUT NO_RESPONSE BAD_MESSAGE TOO_BIG NOT_IMPLEMENTED "
             "UNKNOWN ");
-  EXPECT_EQ(names<cups_adv_e>("CUPS_ADVANCE_", -1, 5),
-            "cups_adv_e(-1) NONE FILE JOB SET PAGE cups_adv_e(5) ");
-  EXPECT_EQ(names<cups_bool_e>("CUPS_", -1, 2), "cups_bool_e(-1) FALSE TRUE cups_bool_e(2) ");
-  EXPECT_EQ(names<cups_cut_e>("CUPS_CUT_", -1, 5),
-            "cups_cut_e(-1) NONE FILE JOB SET PAGE cups_cut_e(5) ");
-  EXPECT_EQ(names<cups_edge_e>("CUPS_EDGE_", -1, 4),
-            "cups_edge_e(-1) TOP RIGHT BOTTOM LEFT cups_edge_e(4) ");
-  EXPECT_EQ(names<cups_jog_e>("CUPS_JOG_", -1, 4),
-            "cups_jog_e(-1) NONE FILE JOB SET cups_jog_e(4) ");
-  EXPECT_EQ(names<cups_order_e>("CUPS_ORDER_", -1, 3),
-            "cups_order_e(-1) CHUNKED BANDED PLANAR cups_order_e(3) ");
-  EXPECT_EQ(names<cups_orient_e>("CUPS_ORIENT_", -1, 4),
+  EXPECT_EQ(names<cups_adv_e>("CUPS_ADVANCE_", -1, 5) + names<cups_bool_e>("CUPS_", -1, 2) +
+                names<cups_cut_e>("CUPS_CUT_", -1, 5) + names<cups_edge_e>("CUPS_EDGE_", -1, 4) +
+                names<cups_jog_e>("CUPS_JOG_", -1, 4) + names<cups_order_e>("CUPS_ORDER_", -1, 3) +
+                names<cups_orient_e>("CUPS_ORIENT_", -1, 4),
+            "cups_adv_e(-1) NONE FILE JOB SET PAGE cups_adv_e(5) "
+            "cups_bool_e(-1) FALSE TRUE cups_bool_e(2) "
+            "cups_cut_e(-1) NONE FILE JOB SET PAGE cups_cut_e(5) "
+            "cups_edge_e(-1) TOP RIGHT BOTTOM LEFT cups_edge_e(4) "
+            "cups_jog_e(-1) NONE FILE JOB SET cups_jog_e(4) "
+            "cups_order_e(-1) CHUNKED BANDED PLANAR cups_order_e(3) "
             "cups_orient_e(-1) 0 90 180 270 cups_orient_e(4) ");
   EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_", -1, 22),
             "cups_cspace_e(-1) W RGB RGBA K CMY YMC CMYK YMCK KCMY KCMYcm GMCK GMCS WHITE GOLD "

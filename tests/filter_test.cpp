@@ -93,15 +93,9 @@ std::string read_failed(int ret) {
 
 const std::string FLUSH_FAILED = "DEBUG: fflush() failed.\n";
 
-const std::string LEVELS =
-    "DEBUG: [ReportLevels] ink ribbon 120 / 400 ink_sheet_type=0x04\n"
-    "ATTR: marker-colors=#00FF00\nATTR: marker-levels=30\n"
-    "ATTR: marker-message=\"Ink Ribbon = 120 / 400\"\n"
-    "ATTR: marker-names=\"InkSheetType: 13x18(5x7\u2033)\"\nATTR: marker-types=ink-ribbon\n";
-const std::string NO_LEVELS =
-    "DEBUG: [ReportLevels] UNAVAILABLE\nATTR: marker-colors=#00FF00\nATTR: marker-levels=-2\n"
-    "ATTR: marker-message=\" \"\nATTR: marker-names=\"InkSheetType: 00\"\n"
-    "ATTR: marker-types=ink-ribbon\n";
+const std::string LEVELS = marker_lines("ink ribbon 120 / 400 ink_sheet_type=0x04", "30",
+                                        "Ink Ribbon = 120 / 400", "InkSheetType: 13x18(5x7\u2033)");
+const std::string NO_LEVELS = marker_lines("UNAVAILABLE", "-2", " ", "InkSheetType: 00");
 
 const std::string REFUSED = "ERROR: virtual-printer: ";
 const std::string WOKEN = "received 1b 45 57 55 (wake-up)\n";

@@ -77,7 +77,6 @@ TEST(PrinterState, Equality) {
 
   const unsigned char good[3] = {0, 0, 0};
   EXPECT_EQ(PrinterState::Error(&good), PrinterState::Good());
-  EXPECT_EQ(PrinterState::Good().to_string(), "GOOD");
   PrinterState unavailable = PrinterState::Unavailable();
   unavailable.error_code[0] = 1;
   EXPECT_EQ(unavailable, PrinterState::Unavailable());

@@ -89,8 +89,8 @@ expect "chatter: lines whole and in order" \
 
 # One queue through all kinds of state: the vendor's reasons always match, and another's stays.
 lpadmin -p die-reply -o printer-state-reasons=media-low-warning
-for turn in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8: \
-  die=wake-up:0023 error=110606:0024; do
+turns='error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8:'
+for turn in $turns die=wake-up:0023 error=110606:0024; do
   query=${turn%:*} reason=${turn#*:}
   "$scheduler" queue die-reply "virtual-printer://test/?$query"
   "$scheduler" wait "$("$scheduler" submit die-reply "$commands/status")" >/dev/null

@@ -48,3 +48,12 @@ inline std::string dump_lines(const std::string& label, const std::string& bytes
   lines << '\n';
   return lines.str();
 }
+
+// The lines of a marker report.
+inline std::string marker_lines(const std::string& text, const std::string& level,
+                                const std::string& message, const std::string& name) {
+  return "DEBUG: [ReportLevels] " + text +
+         "\nATTR: marker-colors=#00FF00\nATTR: marker-levels=" + level +
+         "\nATTR: marker-message=\"" + message + "\"\nATTR: marker-names=\"" + name +
+         "\"\nATTR: marker-types=ink-ribbon\n";
+}
