@@ -70,6 +70,7 @@ Cost run(const Tools& tools, const char* preload, std::vector<std::string> comma
   if (child == 0) {
     dup2(log[1], STDERR_FILENO);
     const int null = open("/dev/null", O_RDWR);
+    if (null == -1) _exit(127);
     for (const int fd : {0, 1, 3, 4}) dup2(null, fd);
     closefrom(5);
     setenv("PEAK_MEMORY", peak.c_str(), 1);

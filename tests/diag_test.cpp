@@ -60,9 +60,9 @@ TEST(ToString, EachOverloadKeepsItsLatestFallback) {
 
 TEST(DumpMem, WritesSixteenBytesToALine) {
   std::string bytes(0x10011, '\x80');
-  for (const std::size_t size : {1, 16, 17, 192, 0x10011}) {
-    EXPECT_EQ(captured_stderr([&] { dump_mem("[STS]", bytes.data(), static_cast<int>(size)); }),
-              dump_lines("[STS]", bytes.substr(0, size)));
+  for (const int size : {1, 16, 17, 192, 0x10011}) {
+    EXPECT_EQ(captured_stderr([&] { dump_mem("[STS]", bytes.data(), size); }),
+              dump_lines("[STS]", bytes.substr(0, static_cast<std::size_t>(size))));
   }
   EXPECT_EQ(captured_stderr([] { dump_mem("[CMD]", "\x1b\xff", 2); }),
             "DEBUG: [CMD] size=2\nDEBUG: [CMD] 0000: 1b ff\n");

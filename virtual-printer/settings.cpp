@@ -200,7 +200,7 @@ void print_keys(std::FILE* out) {
     std::fprintf(out, "  %-10s %s\n", key.name, key.values);
     for (const char* line = key.meaning; line != nullptr;) {
       const char* end = std::strchr(line, '\n');
-      const int size = static_cast<int>(end != nullptr ? end - line : std::strlen(line));
+      const int size = end != nullptr ? static_cast<int>(end - line) : -1;  // -1: to its end
       std::fprintf(out, "             %.*s\n", size, line);
       line = end != nullptr ? end + 1 : nullptr;
     }
