@@ -106,7 +106,7 @@ std::string replied(int sent = 192, int size = 192) {
 }
 
 TEST(Filter, RefusesAWrongStart) {
-  const std::string usage = "ERROR: Usage: " FILTER " job-id user title copies options [file]";
+  const std::string usage = "ERROR: Usage: " FILTER_FILE " job-id user title copies options [file]";
   const std::pair<std::string, std::string> cases[] = {
       {"", usage},
       {"1 2 3 4", usage},
