@@ -153,14 +153,12 @@ std::vector<Run> runs() {
            command("ReportLevels", 2) + unanswered(FLUSH_FAILED) + NO_LEVELS + state_lines(23),
        WOKEN + replied(96) + "dying\n"},
       // What the virtual printer itself refuses.
-      {"UnknownKey", "?colour=red", "", 1, REFUSED + "unknown key \"colour\" in the device URI\n",
-       ""},
+      {"UnknownKey", "?colour=red", "", 1, REFUSED + "unknown key \"colour\" in the URI\n", ""},
       {"ShortCode", "?error=0602", "", 1,
-       REFUSED + "\"error=0602\" in the device URI: expected six hexadecimal digits\n", ""},
-      {"Twice", "?total=1&total=2", "", 1,
-       REFUSED + "a key in the device URI is empty or repeated\n", ""},
+       REFUSED + "\"error=0602\" in the URI: expected six hexadecimal digits\n", ""},
+      {"Twice", "?total=1&total=2", "", 1, REFUSED + "a key in the URI is empty or repeated\n", ""},
       {"TooManyPieces", "?pieces=100,93", "", 1,
-       REFUSED + "the pieces in the device URI make 193 bytes of 192\n", ""},
+       REFUSED + "the pieces in the URI make 193 bytes of 192\n", ""},
   };
   const auto ask = [&all](const std::string& name, const std::string& query,
                           const std::string& exchange, int reason, const std::string& printer) {
@@ -214,6 +212,21 @@ TEST(Filter, CopesWithoutChannels) {
             "sh -c 'timeout 5 " FILTER " 1 2 3 4 5 /dev/fd/9 9<&0 <&- 3>&-'");
   EXPECT_EQ(without_back_channel.log,
             wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23));
+}
+
+TEST(VirtualPrinter, HoldsItsPortUntilItIsAskedToEnd) {
+  const Outcome outcome =
+      shell("line=$(mktemp); " PRINTER
+            " --listen 0 virtual-printer://test/ >$line & until [ -s $line ]; do sleep 0.05; done; "
+            "port=$(sed 's|socket://127.0.0.1:\\(.*\\)/?snmp=false&waiteof=false|\\1|' $line); rm "
+            "$line; " PRINTER
+            " --listen $port virtual-printer://test/; echo $?; kill $!; wait $!; echo $?; " PRINTER
+            " --listen $port 'virtual-printer://test/?drain=CUPS_SC_STATUS_OK'; echo $?");
+  EXPECT_EQ(outcome.out, "1\n0\n1\n");
+  EXPECT_NE(outcome.log.find(" of 127.0.0.1: Address already in use\nERROR: virtual-printer: "
+                             "\"drain\" in the URI is for a job's back end only\n"),
+            std::string::npos)
+      << outcome.log;
 }
 
 // As a back end, and with bytes that are no command among split ones.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// virtual-printer: a CUPS back end for a ribbon photo printer that is not there.
+// virtual-printer: a ribbon photo printer that is not there, attached to a job or to the network.
 #include <cups/backend.h>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -10,7 +10,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "printer.h"
+#include "job.h"
+#include "network.h"
 #include "settings.h"
 
 namespace {
@@ -18,12 +19,15 @@ namespace {
 int help(std::FILE* out) {
   std::fprintf(out,
                "Usage: virtual-printer --run URI FILTER [ARG...]\n"
+               "       virtual-printer --listen PORT URI\n"
                "       virtual-printer job-id user title copies options [file]\n"
                "       virtual-printer\n"
                "\n"
                "A ribbon photo printer that is not there. The first form becomes FILTER, wired to\n"
-               "the printer as the scheduler would wire it. The second is a CUPS back end that\n"
-               "takes the URI from DEVICE_URI; the third lists its device.\n"
+               "the printer as the scheduler would wire it. The second is a network printer at a\n"
+               "port of 127.0.0.1, 0 for a free one: it prints the device URI for lpadmin, and\n"
+               "ends at Ctrl-C. The third is a CUPS back end that takes the URI from DEVICE_URI;\n"
+               "the fourth lists its device.\n"
                "\n"
                "Example, in the folder of a build: a printer with an error that sleeps through\n"
                "two replies:\n"
@@ -32,7 +36,12 @@ int help(std::FILE* out) {
                "    ./commandtocorvantide 1 user title 1 ''\n"
                "\n"
                "The URI is virtual-printer://NAME/?KEY=VALUE&... with any of these keys:\n");
-  print_keys(out);
+  print_keys(out, false);
+  std::fprintf(
+      out,
+      "and, but for --listen, these of the back end, which sends a piece only once the one\n"
+      "before has been read:\n");
+  print_keys(out, true);
   return 0;
 }
 
@@ -49,9 +58,9 @@ bool take_place(int fd, int place) {
   return false;
 }
 
-int serve_job(const char* device_uri, const char* path) {
-  PrinterSettings settings;
-  if (!parse_settings(device_uri, settings)) return CUPS_BACKEND_FAILED;
+int run_back_end(const char* device_uri, const char* path) {
+  Settings settings;
+  if (!parse_settings(device_uri, true, settings)) return CUPS_BACKEND_FAILED;
   if (path != nullptr) {
     const int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file == -1) {
@@ -60,16 +69,26 @@ int serve_job(const char* device_uri, const char* path) {
     }
     if (!take_place(file, STDIN_FILENO)) return CUPS_BACKEND_FAILED;
   }
-  serve(settings);
+  serve_job(settings);
   return CUPS_BACKEND_OK;
+}
+
+int listen_on(const char* port_text, const char* uri) {
+  unsigned port = 0;
+  if (!read_number(port_text, 65535, port)) {
+    std::fprintf(stderr, "ERROR: virtual-printer: \"%s\" is not a port, 0 to 65535\n", port_text);
+    return 1;
+  }
+  Settings settings;
+  return parse_settings(uri, false, settings) ? serve_network(port, settings.printer) : 1;
 }
 
 // Becomes the filter, so that its status, its signals and its end are the caller's to see; the
 // printer lives in a child that ends when the filter does. The back channel is left blocking, as
 // a shell leaves it: a filter has to cope with either.
-int run_filter(const char* device_uri, char** filter) {
-  PrinterSettings settings;
-  if (!parse_settings(device_uri, settings)) return 1;
+int run_filter(const char* uri, char** filter) {
+  Settings settings;
+  if (!parse_settings(uri, true, settings)) return 1;
 
   // Occupies 0 to 4, so that no end of a channel is made where another one belongs.
   int null = 0;
@@ -92,7 +111,7 @@ int run_filter(const char* device_uri, char** filter) {
   if (printer == 0) {
     if (!take_place(data[0], 0) || !take_place(back[1], 3) || !take_place(side[1], 4)) return 1;
     closefrom(CUPS_SC_FD + 1);
-    serve(settings);
+    serve_job(settings);
     return 0;
   }
 
@@ -111,8 +130,9 @@ int main(int argc, char* argv[]) {
 
   std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);  // one write a line, in a log shared by a job
   if (argc >= 4 && std::strcmp(argv[1], "--run") == 0) return run_filter(argv[2], argv + 3);
+  if (argc == 4 && std::strcmp(argv[1], "--listen") == 0) return listen_on(argv[2], argv[3]);
   if ((argc == 6 || argc == 7) && argv[1][0] != '-')
-    return serve_job(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
+    return run_back_end(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
 
   std::fprintf(stderr, "ERROR: virtual-printer: wrong arguments; try virtual-printer --help\n");
   return 1;

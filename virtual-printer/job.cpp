@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "job.h"
+
+#include <cups/cups.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+
+#include "printer.h"
+
+namespace {
+
+constexpr int BACK_CHANNEL_FD = 3;
+constexpr double CHANNEL_TIMEOUT = 1.0;  // seconds
+
+class Job {
+ public:
+  explicit Job(const Settings& settings) : traits(settings.job), printer(settings.printer) {
+    EndWithPrinter();
+  }
+
+  // One turn of the loop, which chatter keeps turning; false once the input has ended.
+  bool Serve() {
+    pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {side_channel, POLLIN, 0}};
+    if (traits.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
+    poll(fds, 2, traits.chatter ? 0 : milliseconds_until(printer.NextDue(), Clock::now()));
+    if (Clock::now() >= printer.NextDue()) SendPiece();
+    if (!TakeInput()) return false;
+    AnswerSideChannel(0);
+    return true;
+  }
+
+ private:
+  const JobSettings& traits;
+  Printer printer;
+  int side_channel = CUPS_SC_FD;  // -1 once nobody is at its other end
+  unsigned lines = 0;             // of chatter
+
+  // The descriptors in this order, which the kernel does not keep at an exit: a filter that sees a
+  // channel end can no longer write either.
+  void EndWithPrinter() const {
+    if (!printer.IsDead()) return;
+    for (const int fd : {STDIN_FILENO, CUPS_SC_FD, BACK_CHANNEL_FD}) close(fd);
+    _exit(1);
+  }
+
+  // Takes all that has been written by now; false once the input has ended.
+  bool TakeInput() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    char data[512];
+    while (poll(&input, 1, 0) > 0) {
+      const ssize_t size = read(STDIN_FILENO, data, sizeof data);
+      if (size <= 0) return false;
+      printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
+      EndWithPrinter();
+    }
+    return true;
+  }
+
+  void SendPiece() {
+    WaitUntilRead();
+    const Piece piece = printer.Take(Clock::now());
+    if (piece.size > 0 && fcntl(BACK_CHANNEL_FD, F_GETFD) != -1) {  // libcups would spin for ever
+      cupsBackChannelWrite(reinterpret_cast<const char*>(piece.data), piece.size, CHANNEL_TIMEOUT);
+    }
+    if (!printer.IsDead()) return;
+    WaitUntilRead();
+    EndWithPrinter();
+  }
+
+  // So that pieces do not melt into one. The filter asks for a drain before it reads.
+  void WaitUntilRead() {
+    const Time give_up = Clock::now() + std::chrono::seconds(1);
+    int unread = 0;
+    while (ioctl(BACK_CHANNEL_FD, FIONREAD, &unread) == 0 && unread > 0 && Clock::now() < give_up) {
+      AnswerSideChannel(1);
+    }
+  }
+
+  // Answers a request that is there or comes within so many milliseconds.
+  void AnswerSideChannel(int timeout) {
+    pollfd side = {side_channel, POLLIN, 0};
+    if (poll(&side, 1, timeout) <= 0) return;
+
+    cups_sc_command_t request = CUPS_SC_CMD_NONE;
+    cups_sc_status_t status = CUPS_SC_STATUS_NONE;
+    char data[512];
+    int size = sizeof data;
+    if (cupsSideChannelRead(&request, &status, data, &size, 0.0) != 0) {
+      side_channel = -1;
+    } else if (request == CUPS_SC_CMD_GET_BIDI) {
+      cupsSideChannelWrite(request, traits.bidi.status, traits.bidi.data, traits.bidi.size,
+                           CHANNEL_TIMEOUT);
+    } else if (request == CUPS_SC_CMD_DRAIN_OUTPUT) {
+      TakeInput();  // the end of the input can wait for the next turn
+      cupsSideChannelWrite(request, traits.drain, nullptr, 0, CHANNEL_TIMEOUT);
+    } else {
+      cupsSideChannelWrite(request, CUPS_SC_STATUS_NOT_IMPLEMENTED, nullptr, 0, CHANNEL_TIMEOUT);
+    }
+  }
+};
+
+}  // namespace
+
+void serve_job(const Settings& settings) {
+  std::signal(SIGPIPE, SIG_IGN);  // a filter may end before its replies are out
+  Job job(settings);
+  while (job.Serve()) continue;
+}

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The printer attached to USB: a shared object that stands in for libusb-1.0 inside CUPS's usb back
+// end, which finds one printer on its bus. The printer is what the serial number in DEVICE_URI
+// says, as in usb://Corvantide/Ribbon%20Photo%20Printer?serial=error=060202&asleep=2 (the scheduler
+// sets it for a job), and a good one without.
+//
+// It has the functions that the back end calls, as libusb.h documents them.
+#include <libusb-1.0/libusb.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "printer.h"
+
+// The types that libusb keeps to itself. There is one device, and a handle of it is the device.
+struct libusb_device {};
+struct libusb_device_handle : libusb_device {};
+
+namespace {
+
+constexpr std::uint8_t BULK_OUT = 0x01;
+constexpr std::uint8_t BULK_IN = 0x82;
+constexpr std::uint8_t SERIAL_NUMBER = 3;  // the index of its string
+constexpr std::uint16_t PACKET_SIZE = 512;
+
+// As a printer of class 7, subclass 1 tells it, without the two bytes of length before it.
+constexpr char DEVICE_ID[] =
+    "MFG:Corvantide;MDL:Ribbon Photo Printer;CLS:PRINTER;DES:Corvantide Ribbon Photo Printer;";
+
+const libusb_endpoint_descriptor ENDPOINTS[] = {
+    {7, LIBUSB_DT_ENDPOINT, BULK_OUT, LIBUSB_TRANSFER_TYPE_BULK, PACKET_SIZE, 0, 0, 0, nullptr, 0},
+    {7, LIBUSB_DT_ENDPOINT, BULK_IN, LIBUSB_TRANSFER_TYPE_BULK, PACKET_SIZE, 0, 0, 0, nullptr, 0},
+};
+constexpr std::uint8_t BIDIRECTIONAL = 2;  // the interface's protocol
+const libusb_interface_descriptor INTERFACE_DESCRIPTOR = {
+    9, LIBUSB_DT_INTERFACE, 0, 0,         2,       LIBUSB_CLASS_PRINTER,
+    1, BIDIRECTIONAL,       0, ENDPOINTS, nullptr, 0};
+const libusb_interface INTERFACE = {&INTERFACE_DESCRIPTOR, 1};
+libusb_config_descriptor configuration = {9, LIBUSB_DT_CONFIG, 32,      1, 1, 0, 0xC0,
+                                          0, &INTERFACE,       nullptr, 0};
+
+// What is at the other end of the cable. The back end reads in one thread and writes in another.
+struct Bus {
+  std::mutex lock;
+  std::condition_variable changed;  // something was written
+  std::string serial_number;
+  std::optional<Printer> printer;
+};
+// Never destroyed: the back end exits while its reading thread still waits.
+Bus& bus = *new Bus;
+
+libusb_device_handle the_device;
+
+bool plug_in() {
+  const char* device_uri = std::getenv("DEVICE_URI");
+  const char* serial = device_uri != nullptr ? std::strstr(device_uri, "?serial=") : nullptr;
+  bus.serial_number = serial != nullptr ? std::strchr(serial, '=') + 1 : "";
+  Settings settings;
+  const std::string uri =
+      "virtual-printer://usb/" + (serial != nullptr ? "?" + bus.serial_number : "");
+  if (!parse_settings(uri.c_str(), false, settings)) return false;
+  bus.printer.emplace(settings.printer);
+  return true;
+}
+
+// Waits until the printer has something to send, is gone, or the time is over.
+int read_from_printer(unsigned char* data, int room, int* size, Time give_up) {
+  std::unique_lock<std::mutex> held(bus.lock);
+  while (!bus.printer->IsDead()) {
+    const Time now = Clock::now();
+    const Piece piece = bus.printer->Take(now);
+    if (piece.size > static_cast<std::size_t>(room)) return LIBUSB_ERROR_OVERFLOW;
+    if (piece.size > 0) {
+      std::copy_n(piece.data, piece.size, data);
+      *size = static_cast<int>(piece.size);
+      return LIBUSB_SUCCESS;
+    }
+    if (now >= give_up) return LIBUSB_ERROR_TIMEOUT;
+    bus.changed.wait_until(held, std::min(give_up, bus.printer->NextDue()));
+  }
+  return LIBUSB_ERROR_NO_DEVICE;
+}
+
+int write_to_printer(const unsigned char* data, int size, int* written) {
+  const std::lock_guard<std::mutex> held(bus.lock);
+  if (bus.printer->IsDead()) return LIBUSB_ERROR_NO_DEVICE;
+  bus.printer->Receive(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size),
+                       Clock::now());
+  *written = size;
+  bus.changed.notify_all();
+  return LIBUSB_SUCCESS;
+}
+
+bool is_unplugged() {
+  const std::lock_guard<std::mutex> held(bus.lock);
+  return bus.printer->IsDead();
+}
+
+}  // namespace
+
+int libusb_init(libusb_context** context) {
+  if (context != nullptr) *context = nullptr;
+  return bus.printer || plug_in() ? LIBUSB_SUCCESS : LIBUSB_ERROR_OTHER;
+}
+
+void libusb_exit(libusb_context*) {}
+
+const char* libusb_strerror(int) { return "told by the virtual printer"; }
+
+ssize_t libusb_get_device_list(libusb_context*, libusb_device*** list) {
+  static libusb_device* devices[2];
+  devices[0] = is_unplugged() ? nullptr : &the_device;
+  *list = devices;
+  return devices[0] != nullptr ? 1 : 0;
+}
+
+void libusb_free_device_list(libusb_device**, int) {}
+
+int libusb_get_device_descriptor(libusb_device*, libusb_device_descriptor* descriptor) {
+  *descriptor = {};
+  descriptor->bLength = LIBUSB_DT_DEVICE_SIZE;
+  descriptor->bDescriptorType = LIBUSB_DT_DEVICE;
+  descriptor->bcdUSB = 0x0200;
+  descriptor->idVendor = 0x1209;  // of a registry for open projects, whose product 1 is for tests
+  descriptor->idProduct = 0x0001;
+  descriptor->iSerialNumber = bus.serial_number.empty() ? 0 : SERIAL_NUMBER;
+  descriptor->bNumConfigurations = 1;
+  return LIBUSB_SUCCESS;
+}
+
+int libusb_get_config_descriptor(libusb_device*, std::uint8_t, libusb_config_descriptor** config) {
+  *config = &configuration;
+  return LIBUSB_SUCCESS;
+}
+
+void libusb_free_config_descriptor(libusb_config_descriptor*) {}
+
+int libusb_open(libusb_device*, libusb_device_handle** handle) {
+  *handle = &the_device;
+  return is_unplugged() ? LIBUSB_ERROR_NO_DEVICE : LIBUSB_SUCCESS;
+}
+
+void libusb_close(libusb_device_handle*) {}
+
+int libusb_get_string_descriptor_ascii(libusb_device_handle*, std::uint8_t index,
+                                       unsigned char* data, int room) {
+  if (index != SERIAL_NUMBER) return LIBUSB_ERROR_INVALID_PARAM;
+  return std::snprintf(reinterpret_cast<char*>(data), static_cast<std::size_t>(room), "%s",
+                       bus.serial_number.c_str());
+}
+
+// Two requests have an answer: for the device ID, of the printer class, and for the configuration.
+int libusb_control_transfer(libusb_device_handle*, std::uint8_t type, std::uint8_t request,
+                            std::uint16_t, std::uint16_t, unsigned char* data, std::uint16_t room,
+                            unsigned) {
+  std::string answer;
+  if (type == (LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_CLASS | LIBUSB_RECIPIENT_INTERFACE) &&
+      request == 0) {
+    answer = std::string({'\0', sizeof DEVICE_ID + 1}) + DEVICE_ID;
+  } else if (type == (LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_STANDARD) &&
+             request == LIBUSB_REQUEST_GET_CONFIGURATION) {
+    answer = std::string(1, static_cast<char>(configuration.bConfigurationValue));
+  } else {
+    return LIBUSB_ERROR_PIPE;
+  }
+  const std::size_t size = std::min<std::size_t>(answer.size(), room);
+  std::copy_n(answer.begin(), size, data);
+  return static_cast<int>(size);
+}
+
+int libusb_bulk_transfer(libusb_device_handle*, unsigned char endpoint, unsigned char* data,
+                         int length, int* transferred, unsigned timeout) {
+  int ignored = 0;
+  if (transferred == nullptr) transferred = &ignored;
+  *transferred = 0;
+  if (endpoint == BULK_OUT) return write_to_printer(data, length, transferred);
+  const Time give_up =
+      timeout == 0 ? Time::max() : Clock::now() + std::chrono::milliseconds(timeout);
+  return read_from_printer(data, length, transferred, give_up);
+}
+
+int libusb_kernel_driver_active(libusb_device_handle*, int) { return 0; }
+int libusb_detach_kernel_driver(libusb_device_handle*, int) { return LIBUSB_SUCCESS; }
+int libusb_attach_kernel_driver(libusb_device_handle*, int) { return LIBUSB_SUCCESS; }
+int libusb_set_configuration(libusb_device_handle*, int) { return LIBUSB_SUCCESS; }
+int libusb_claim_interface(libusb_device_handle*, int) { return LIBUSB_SUCCESS; }
+int libusb_release_interface(libusb_device_handle*, int) { return LIBUSB_SUCCESS; }
+int libusb_set_interface_alt_setting(libusb_device_handle*, int, int) { return LIBUSB_SUCCESS; }
+int libusb_clear_halt(libusb_device_handle*, unsigned char) { return LIBUSB_SUCCESS; }
+int libusb_reset_device(libusb_device_handle*) { return LIBUSB_SUCCESS; }
