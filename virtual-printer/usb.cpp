@@ -16,6 +16,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "printer.h"
 
@@ -29,6 +30,9 @@ constexpr std::uint8_t BULK_OUT = 0x01;
 constexpr std::uint8_t BULK_IN = 0x82;
 constexpr std::uint8_t SERIAL_NUMBER = 3;  // the index of its string
 constexpr std::uint16_t PACKET_SIZE = 512;
+// Of a few bytes to a printer. Without it the back end would miss far more requests for a drain
+// than it does: it sees one only while it is writing.
+constexpr std::chrono::milliseconds TRANSFER_TIME(1);
 
 // As a printer of class 7, subclass 1 tells it, without the two bytes of length before it.
 constexpr char DEVICE_ID[] =
@@ -89,6 +93,7 @@ int read_from_printer(unsigned char* data, int room, int* size, Time give_up) {
 }
 
 int write_to_printer(const unsigned char* data, int size, int* written) {
+  std::this_thread::sleep_for(TRANSFER_TIME);
   const std::lock_guard<std::mutex> held(bus.lock);
   if (bus.printer->IsDead()) return LIBUSB_ERROR_NO_DEVICE;
   bus.printer->Receive(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size),
