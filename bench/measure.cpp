@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // measure FILTER FLOOR SKIP_PAUSES VIRTUAL_PRINTER FOLDER: prints a table of the filter beside the
-// floor. What it writes meanwhile stands in the folder.
+// floor, and ends with status 1 where a goal is missed. What it writes meanwhile stands in the
+// folder.
 //
-// The two run in turn; each figure is a median, and each ratio the median of the pairs' ratios,
-// since what else the machine does passes over both of a pair alike.
+// What the processor does is counted in user instructions, under callgrind: times and their ratios
+// depend on the machine and on what else it does, instructions do not. Where the clock is read, the
+// two run in turn, and the result is the median over the pairs.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,9 +27,13 @@ struct Tools {
   std::string filter, floor, skip_pauses, virtual_printer, folder;
 };
 
+// What a run is to tell beside its wall time and its memory, which need no help.
+enum class Count { Nothing, Writes, Instructions };
+
 struct Cost {
-  double cpu, wall;     // seconds
+  double wall;          // seconds
   double memory;        // KiB
+  double instructions;  // in user mode
   double bytes, lines;  // of the log, the printer's own lines aside
   double writes;        // of the log
 };
@@ -36,10 +41,6 @@ struct Cost {
 [[noreturn]] void give_up(const char* what) {
   std::perror(what);
   std::exit(1);
-}
-
-double seconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
 // Counts a log. The reads of a pipe say nothing of its writes; those of the socket do.
@@ -54,14 +55,12 @@ void read_log(int log, Cost& cost) {
   }
 }
 
-// Runs a command, with a library preloaded where one is named, and waits for it. Its descriptors
-// 0, 1, 3 and 4 lead to /dev/null.
-Cost run(const Tools& tools, const char* preload, std::vector<std::string> command,
-         bool count_writes) {
+// Runs a command and waits for it. Its descriptors 0, 1, 3 and 4 lead to /dev/null.
+Cost run(const Tools& tools, std::vector<std::string> command, Count count) {
   const std::string peak = tools.folder + "/peak";
   std::remove(peak.c_str());
   int log[2];
-  if ((count_writes ? socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log) : pipe(log)) != 0)
+  if ((count == Count::Writes ? socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log) : pipe(log)) != 0)
     give_up("measure: log");
 
   const auto start = std::chrono::steady_clock::now();
@@ -74,12 +73,11 @@ Cost run(const Tools& tools, const char* preload, std::vector<std::string> comma
     for (const int fd : {0, 1, 3, 4}) dup2(null, fd);
     closefrom(5);
     setenv("PEAK_MEMORY", peak.c_str(), 1);
-    if (preload != nullptr) setenv("LD_PRELOAD", preload, 1);
     std::vector<char*> argv;
     argv.reserve(command.size() + 1);
     for (std::string& word : command) argv.push_back(word.data());
     argv.push_back(nullptr);
-    execv(argv[0], argv.data());
+    execvp(argv[0], argv.data());
     _exit(127);
   }
   close(log[1]);
@@ -87,30 +85,51 @@ Cost run(const Tools& tools, const char* preload, std::vector<std::string> comma
   read_log(log[0], cost);
   close(log[0]);
   int status = 0;
-  rusage usage = {};
-  wait4(child, &status, 0, &usage);
+  waitpid(child, &status, 0);
   cost.wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  cost.cpu = seconds(usage.ru_utime) + seconds(usage.ru_stime);
   std::ifstream(peak) >> cost.memory;
   if (status != 0) give_up("measure: a run failed");
   return cost;
 }
 
+// callgrind tells its count in a line "summary: COUNT" of the file that it writes.
+double read_instructions(const std::string& path) {
+  std::ifstream file(path);
+  double instructions = 0;
+  for (std::string word; file >> word;)
+    if (word == "summary:") file >> instructions;
+  if (instructions == 0) give_up("measure: no count of callgrind's");
+  return instructions;
+}
+
+// Runs one of the two as a filter whose pauses take no time, beside what `printer` starts it with.
+Cost run_filter(const Tools& tools, std::vector<std::string> printer, const std::string& program,
+                const std::string& commands, Count count) {
+  const std::string counts = tools.folder + "/callgrind";
+  std::vector<std::string>& command = printer;
+  command.insert(command.end(), {"env", "LD_PRELOAD=" + tools.skip_pauses});
+  if (count == Count::Instructions) {
+    command.insert(command.end(),
+                   {"valgrind", "--quiet", "--tool=callgrind", "--callgrind-out-file=" + counts});
+  }
+  command.insert(command.end(), {program, "1", "user", "title", "1", "", commands});
+  Cost cost = run(tools, command, count);
+  if (count == Count::Instructions) cost.instructions = read_instructions(counts);
+  return cost;
+}
+
 // A run of so many statuses beside the virtual printer, and the start alone without it.
-Cost serve(const Tools& tools, const std::string& program, int statuses, bool count_writes) {
+Cost serve(const Tools& tools, const std::string& program, int statuses, Count count) {
   const std::string path = tools.folder + "/commands";
   std::ofstream commands(path);
   for (int i = 0; i < statuses; ++i) commands << "ReportStatus\n";
   commands.close();
-  return run(tools, nullptr,
-             {tools.virtual_printer, "--run", "virtual-printer://bench/", "/usr/bin/env",
-              "LD_PRELOAD=" + tools.skip_pauses, program, "1", "user", "title", "1", "", path},
-             count_writes);
+  return run_filter(tools, {tools.virtual_printer, "--run", "virtual-printer://bench/"}, program,
+                    path, count);
 }
 
 Cost start(const Tools& tools, const std::string& program) {
-  return run(tools, tools.skip_pauses.c_str(),
-             {program, "1", "user", "title", "1", "", "/dev/null"}, false);
+  return run_filter(tools, {}, program, "/dev/null", Count::Instructions);
 }
 
 double median(std::vector<double> values) {
@@ -118,51 +137,83 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-// One row: `pairs` pairs in turn. `goal` is the ratio to reach, 0 where there is none.
-void row(const char* what, const char* unit, int pairs, double goal, const Tools& tools,
-         const std::function<double(const std::string&)>& figure) {
+// What a goal is set to.
+double ratio(double filter, double floor) { return filter / floor; }
+double excess(double filter, double floor) { return filter - floor; }
+double alone(double filter, double) { return filter; }
+
+struct Row {
+  const char* what;
+  const char* unit;
+  int pairs;
+  double (*result)(double filter, double floor);
+  const char* result_name;
+  double goal;  // of the result, at most
+  std::function<double(const std::string& program)> figure;
+};
+
+// Whether the goal is reached.
+bool print_row(const Row& row, const Tools& tools) {
   std::vector<double> filters;
   std::vector<double> floors;
-  std::vector<double> ratios;
-  for (int i = 0; i < pairs; ++i) {
-    filters.push_back(figure(tools.filter));
-    floors.push_back(figure(tools.floor));
-    ratios.push_back(filters.back() / floors.back());
+  std::vector<double> results;
+  for (int i = 0; i < row.pairs; ++i) {
+    filters.push_back(row.figure(tools.filter));
+    floors.push_back(row.figure(tools.floor));
+    results.push_back(row.result(filters.back(), floors.back()));
   }
-  const double ratio = median(ratios);
-  std::printf("%-30s %9.2f %9.2f %-5s %7.3f", what, median(filters), median(floors), unit, ratio);
-  if (goal > 0) std::printf("  at most %.2f%s", goal, ratio > goal ? ": missed" : "");
-  std::printf("\n");
+  const double result = median(results);
+  const bool reached = result <= row.goal;
+  std::printf("%-29s %9.2f %9.2f %-6s %-6s %7.3f  at most %.2f%s\n", row.what, median(filters),
+              median(floors), row.unit, row.result_name, result, row.goal,
+              reached ? "" : ": MISSED");
   std::fflush(stdout);
+  return reached;
 }
 
-void print_table(const Tools& tools) {
+// Whether all goals are reached.
+bool print_table(const Tools& tools) {
   constexpr int MANY = 1500;
+  constexpr int SOME = 110;
   constexpr int FEW = 10;
-  std::printf("%-30s %9s %9s %-5s %7s\n", "", "filter", "floor", "", "ratio");
-  row("CPU to start", "ms", 201, 1.05, tools,
-      [&](const std::string& program) { return start(tools, program).cpu * 1e3; });
-  row("CPU a status, over 1500", "us", 21, 1.20, tools, [&](const std::string& program) {
-    return (serve(tools, program, MANY, false).cpu - serve(tools, program, FEW, false).cpu) /
-           (MANY - FEW) * 1e6;
-  });
-  row("peak memory, 1500 statuses", "KiB", 5, 1.10, tools,
-      [&](const std::string& program) { return serve(tools, program, MANY, false).memory; });
-  row("the same over that of 10", "", 5, 1.02, tools, [&](const std::string& program) {
-    return serve(tools, program, MANY, false).memory / serve(tools, program, FEW, false).memory;
-  });
-  row("write calls a log line", "", 3, 1.00, tools, [&](const std::string& program) {
-    const Cost cost = serve(tools, program, FEW, true);
-    return cost.writes / cost.lines;
-  });
-  row("wall time of two statuses", "ms", 51, 0, tools,
-      [&](const std::string& program) { return serve(tools, program, 2, false).wall * 1e3; });
+  const Row rows[] = {
+      {"instructions to start", "M", 1, ratio, "ratio", 1.05,
+       [&](const std::string& program) { return start(tools, program).instructions / 1e6; }},
+      {"instructions a status", "k", 1, alone, "filter", 100.0,
+       [&](const std::string& program) {
+         return (serve(tools, program, SOME, Count::Instructions).instructions -
+                 serve(tools, program, FEW, Count::Instructions).instructions) /
+                (SOME - FEW) / 1e3;
+       }},
+      {"peak memory, 1500 statuses", "KiB", 5, ratio, "ratio", 1.10,
+       [&](const std::string& program) {
+         return serve(tools, program, MANY, Count::Nothing).memory;
+       }},
+      {"the same over that of 10", "", 5, alone, "filter", 1.02,
+       [&](const std::string& program) {
+         return serve(tools, program, MANY, Count::Nothing).memory /
+                serve(tools, program, FEW, Count::Nothing).memory;
+       }},
+      {"write calls a log line", "", 3, alone, "filter", 1.00,
+       [&](const std::string& program) {
+         const Cost cost = serve(tools, program, FEW, Count::Writes);
+         return cost.writes / cost.lines;
+       }},
+      {"wall time of two statuses", "ms", 51, excess, "excess", 1.00,
+       [&](const std::string& program) {
+         return serve(tools, program, 2, Count::Nothing).wall * 1e3;
+       }},
+  };
+  std::printf("%-29s %9s %9s\n", "", "filter", "floor");
+  bool reached = true;
+  for (const Row& row : rows) reached = print_row(row, tools) && reached;
+  return reached;
 }
 
 // The comparison is fair only while both write the same amount.
 bool is_fair(const Tools& tools) {
-  const Cost filter = serve(tools, tools.filter, 3, true);
-  const Cost floor = serve(tools, tools.floor, 3, true);
+  const Cost filter = serve(tools, tools.filter, 3, Count::Writes);
+  const Cost floor = serve(tools, tools.floor, 3, Count::Writes);
   if (filter.lines == floor.lines && filter.bytes == floor.bytes) return true;
   std::fprintf(stderr,
                "measure: the filter writes %.0f lines of %.0f bytes, the floor %.0f of %.0f; "
@@ -179,7 +230,5 @@ int main(int argc, char* argv[]) {
     return 1;
   }
   const Tools tools = {argv[1], argv[2], argv[3], argv[4], argv[5]};
-  if (!is_fair(tools)) return 1;
-  print_table(tools);
-  return 0;
+  return is_fair(tools) && print_table(tools) ? 0 : 1;
 }

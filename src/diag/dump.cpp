@@ -93,15 +93,29 @@ void dump_cups_values(const cups_page_header_s& header) {
 
 }  // namespace
 
+// The bytes of a line are put into digits by hand, so that a line is one formatted write here too:
+// a status reply has 192 of them, and a write for each was two thirds of what a status took.
 void dump_mem(const char* label, const void* data, int size) {
+  constexpr unsigned LINE_SIZE = 16;
+  constexpr char DIGITS[] = "0123456789abcdef";
+  std::fprintf(stderr, "DEBUG: %s size=%d\n", label, size);
+  if (size < 0) return;
+
   const auto* bytes = static_cast<const unsigned char*>(data);
-  std::fprintf(stderr, "DEBUG: %s size=%d", label, size);
-  for (int i = 0;; ++i) {
-    if (size == 0 || (i % 16 == 0 && i < size)) std::fprintf(stderr, "\nDEBUG: %s %04x:", label, i);
-    if (i >= size) break;
-    std::fprintf(stderr, " %02x", bytes[i]);
-  }
-  std::fprintf(stderr, "\n");
+  const auto total = static_cast<unsigned>(size);
+  unsigned start = 0;
+  do {
+    char text[3 * LINE_SIZE + 1];
+    char* end = text;
+    for (unsigned i = start; i < total && i < start + LINE_SIZE; ++i) {
+      *end++ = ' ';
+      *end++ = DIGITS[bytes[i] >> 4];
+      *end++ = DIGITS[bytes[i] & 0xF];
+    }
+    *end = '\0';
+    std::fprintf(stderr, "DEBUG: %s %04x:%s\n", label, start, text);
+    start += LINE_SIZE;
+  } while (start < total);
 }
 
 void dump(const cups_page_header_s* header) {
