@@ -136,11 +136,13 @@ std::vector<Run> runs() {
        WOKEN + replied() + replied()},
       {"AnySpelling", "?bidi=no",
        "rEPORTsTATUS with a value\\r\\n# ReportLevels\\n\\n  Clean all\\nReportStatusX\\n"
-       "REPORTLEVELS",
+       "REPORTLEVELS\\n" +
+           std::string(1024, 'x'),  // one more than a directive can have
        0,
        NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_OK(1)\n" + wake_up() + command("rEPORTsTATUS", 1) +
            state_lines(23) + command("Clean", 4) + command("ReportStatusX", 5) +
-           command("REPORTLEVELS", 6) + NO_LEVELS,
+           command("REPORTLEVELS", 6) + NO_LEVELS + command(std::string(1023, 'x'), 7) +
+           command("x", 8),
        WOKEN},
       {"DiesAtStart", "?die=start", "ReportStatus\\n", 1,
        NOT_BIDIRECTIONAL + TIMEOUT + wake_up(FLUSH_FAILED), "dying\n"},
@@ -206,12 +208,16 @@ TEST(Filter, CopesWithoutChannels) {
   EXPECT_EQ(without.out, "\x1b\x45WU");
   EXPECT_EQ(without.log, NOT_BIDIRECTIONAL + TIMEOUT + wake_up(drain(TIMEOUT)));
 
-  const Outcome without_back_channel =
-      shell("echo ReportStatus | " PRINTER
-            " --run virtual-printer://test/ "
-            "sh -c 'timeout 5 " FILTER " 1 2 3 4 5 /dev/fd/9 9<&0 <&- 3>&-'");
-  EXPECT_EQ(without_back_channel.log,
-            wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23));
+  // Of a file longer than what libcups reads at once, the rest would be taken for a reply.
+  for (const std::string also : {"<&-", ""}) {
+    const Outcome without_back_channel =
+        shell("(echo ReportStatus; yes '#' | head -n 4000) | " PRINTER
+              " --run virtual-printer://test/ "
+              "sh -c 'timeout 5 " FILTER " 1 2 3 4 5 /dev/fd/9 9<&0 3>&- " +
+              also + "'");
+    EXPECT_EQ(without_back_channel.log, wake_up() + command("ReportStatus", 1) +
+                                            unanswered(read_failed(0)) + state_lines(23));
+  }
 }
 
 TEST(VirtualPrinter, HoldsItsPortUntilItIsAskedToEnd) {
@@ -233,7 +239,7 @@ TEST(VirtualPrinter, HoldsItsPortUntilItIsAskedToEnd) {
 TEST(VirtualPrinter, RecognisesCommandsHoweverSplit) {
   const Outcome outcome = shell(
       "(printf '\\033\\033E'; sleep 0.1; printf 'WU\\033V'; sleep 0.1; printf '21\\033V2') | "
-      "DEVICE_URI=virtual-printer://test/ " PRINTER " 1 user title 1 '' 3>&- 4>&-");
+      "DEVICE_URI=virtual-printer://test/?pause=9999 " PRINTER " 1 user title 1 '' 3>&- 4>&-");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.printer, "received 1b (unknown)\n" + WOKEN + ASKED);
 }
