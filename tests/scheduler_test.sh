@@ -59,8 +59,8 @@ asleep    |socket usb|asleep=2            |both  |30 |Ink Ribbon = 120 / 400|Ink
 pieces    |socket usb|pieces=100&gap=300  |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |[STS] size=192
 longest   |socket usb|extra=320           |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |[STS] size=512
 silent    |socket usb|silence=0           |both  |-2 |                      |InkSheetType: 00         |0023 |cupsBackChannelRead() failed. ret=-1
-die-awake |socket usb|die=wake-up         |both  |-2 |                      |InkSheetType: 00         |0023 |
-die-reply |socket usb|die=reply           |both  |-2 |                      |InkSheetType: 00         |0023 |
+die-awake |socket usb|die=wake-up         |both  |-2 |                      |InkSheetType: 00         |0023 |Unable to
+die-reply |socket usb|die=reply           |both  |-2 |                      |InkSheetType: 00         |0023 |96 bytes of back-channel data
 '
 each_case() {
   local name vias
