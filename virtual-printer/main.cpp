@@ -23,11 +23,11 @@ int help(std::FILE* out) {
                "       virtual-printer job-id user title copies options [file]\n"
                "       virtual-printer\n"
                "\n"
-               "A ribbon photo printer that is not there. The first form becomes FILTER, wired to\n"
-               "the printer as the scheduler would wire it. The second is a network printer at a\n"
-               "port of 127.0.0.1, 0 for a free one: it prints the device URI for lpadmin, and\n"
-               "ends at Ctrl-C. The third is a CUPS back end that takes the URI from DEVICE_URI;\n"
-               "the fourth lists its device.\n"
+               "A ribbon photo printer that is not there. The first form becomes FILTER, wired\n"
+               "to the printer as the scheduler would wire it. The second is a network printer\n"
+               "at a port of 127.0.0.1, 0 for a free one: it prints the device URI for lpadmin,\n"
+               "and ends at Ctrl-C. The third is a CUPS back end that takes the URI from\n"
+               "DEVICE_URI; the fourth lists its device.\n"
                "\n"
                "Example, in the folder of a build: a printer with an error that sleeps through\n"
                "two replies:\n"
@@ -37,10 +37,9 @@ int help(std::FILE* out) {
                "\n"
                "The URI is virtual-printer://NAME/?KEY=VALUE&... with any of these keys:\n");
   print_keys(out, false);
-  std::fprintf(
-      out,
-      "and, but for --listen, these of the back end, which sends a piece only once the one\n"
-      "before has been read:\n");
+  std::fprintf(out,
+               "and, but for --listen, these of the back end, which sends a piece only once\n"
+               "the one before has been read:\n");
   print_keys(out, true);
   return 0;
 }

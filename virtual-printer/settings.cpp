@@ -102,8 +102,8 @@ const Key KEYS[] = {
        return read_number(text, REPLY_SIZE_MAX - REPLY_SIZE, s.printer.extra);
      }},
     {"pieces", false, "sizes, as in 100,92",
-     "the pieces that a reply comes in; what they leave over comes as a last one\n"
-     "(all at once)",
+     "the pieces that a reply comes in; what they leave over comes as a\n"
+     "last one (all at once)",
      set_pieces},
     {"gap", false, "0 to 65535", "milliseconds between two pieces (0)",
      [](const char* text, Settings& s) { return read_count(text, s.printer.gap); }},
@@ -112,12 +112,12 @@ const Key KEYS[] = {
        return read_number(text, REPLY_SIZE_MAX, s.printer.silence);
      }},
     {"die", false, "never, start, wake-up, reply",
-     "when it is gone: from its start, once it has received the wake-up command,\n"
-     "or half-way through its first reply (never)",
+     "when it is gone: from its start, once it has received the wake-up\n"
+     "command, or half-way through its first reply (never)",
      set_die},
     {"bidi", true, "yes, no, empty, long, unknown",
-     "the answer to whether the device is bidirectional (yes); empty and long have\n"
-     "0 and 2 bytes, unknown is not implemented",
+     "the answer to whether the device is bidirectional (yes); empty and\n"
+     "long have 0 and 2 bytes, unknown is not implemented",
      set_bidi},
     {"drain", true, "CUPS_SC_STATUS_OK and the like",
      "the status of each drain (CUPS_SC_STATUS_OK)", set_drain},
