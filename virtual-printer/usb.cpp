@@ -74,6 +74,14 @@ bool plug_in() {
   return true;
 }
 
+// A string as it goes over the bus, in UTF-16; string 0 lists the languages, of which there is one.
+std::string string_descriptor(int index) {
+  constexpr char US_ENGLISH[] = "\x09\x04";
+  std::string text = index == 0 ? US_ENGLISH : "";
+  for (const char byte : index == SERIAL_NUMBER ? bus.serial_number : "") text += {byte, '\0'};
+  return std::string({static_cast<char>(text.size() + 2), LIBUSB_DT_STRING}) + text;
+}
+
 // Waits until the printer has something to send, is gone, or the time is over.
 int read_from_printer(unsigned char* data, int room, int* size, Time give_up) {
   std::unique_lock<std::mutex> held(bus.lock);
@@ -161,17 +169,21 @@ int libusb_get_string_descriptor_ascii(libusb_device_handle*, std::uint8_t index
                        bus.serial_number.c_str());
 }
 
-// Two requests have an answer: for the device ID, of the printer class, and for the configuration.
+// Three requests have an answer: for the device ID, of the printer class, for the configuration,
+// and for a string, which newer back ends read themselves.
 int libusb_control_transfer(libusb_device_handle*, std::uint8_t type, std::uint8_t request,
-                            std::uint16_t, std::uint16_t, unsigned char* data, std::uint16_t room,
-                            unsigned) {
+                            std::uint16_t value, std::uint16_t, unsigned char* data,
+                            std::uint16_t room, unsigned) {
+  constexpr int STANDARD_IN = LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_STANDARD;
   std::string answer;
   if (type == (LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_CLASS | LIBUSB_RECIPIENT_INTERFACE) &&
       request == 0) {
     answer = std::string({'\0', sizeof DEVICE_ID + 1}) + DEVICE_ID;
-  } else if (type == (LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_STANDARD) &&
-             request == LIBUSB_REQUEST_GET_CONFIGURATION) {
+  } else if (type == STANDARD_IN && request == LIBUSB_REQUEST_GET_CONFIGURATION) {
     answer = std::string(1, static_cast<char>(configuration.bConfigurationValue));
+  } else if (type == STANDARD_IN && request == LIBUSB_REQUEST_GET_DESCRIPTOR &&
+             value >> 8 == LIBUSB_DT_STRING) {
+    answer = string_descriptor(value & 0xFF);
   } else {
     return LIBUSB_ERROR_PIPE;
   }
