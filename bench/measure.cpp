@@ -6,7 +6,7 @@
 //
 // What the processor does is counted in user instructions, under callgrind: times and their ratios
 // depend on the machine and on what else it does, instructions do not. Where the clock is read, the
-// two run in turn, and the result is the median over the pairs.
+// least of many runs counts: it is the one that was disturbed least.
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -132,9 +132,14 @@ Cost start(const Tools& tools, const std::string& program) {
   return run_filter(tools, {}, program, "/dev/null", Count::Instructions);
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
+double median(const std::vector<double>& values) {
+  std::vector<double> sorted = values;
+  std::sort(sorted.begin(), sorted.end());
+  return sorted[sorted.size() / 2];
+}
+
+double least(const std::vector<double>& values) {
+  return *std::min_element(values.begin(), values.end());
 }
 
 // What a goal is set to.
@@ -145,7 +150,8 @@ double alone(double filter, double) { return filter; }
 struct Row {
   const char* what;
   const char* unit;
-  int pairs;
+  int runs;  // of each of the two, in turn
+  double (*summary)(const std::vector<double>& values);
   double (*result)(double filter, double floor);
   const char* result_name;
   double goal;  // of the result, at most
@@ -156,17 +162,16 @@ struct Row {
 bool print_row(const Row& row, const Tools& tools) {
   std::vector<double> filters;
   std::vector<double> floors;
-  std::vector<double> results;
-  for (int i = 0; i < row.pairs; ++i) {
+  for (int i = 0; i < row.runs; ++i) {
     filters.push_back(row.figure(tools.filter));
     floors.push_back(row.figure(tools.floor));
-    results.push_back(row.result(filters.back(), floors.back()));
   }
-  const double result = median(results);
+  const double filter = row.summary(filters);
+  const double floor = row.summary(floors);
+  const double result = row.result(filter, floor);
   const bool reached = result <= row.goal;
-  std::printf("%-29s %9.2f %9.2f %-6s %-6s %7.3f  at most %.2f%s\n", row.what, median(filters),
-              median(floors), row.unit, row.result_name, result, row.goal,
-              reached ? "" : ": MISSED");
+  std::printf("%-29s %9.2f %9.2f %-6s %-6s %7.3f  at most %.2f%s\n", row.what, filter, floor,
+              row.unit, row.result_name, result, row.goal, reached ? "" : ": MISSED");
   std::fflush(stdout);
   return reached;
 }
@@ -177,29 +182,29 @@ bool print_table(const Tools& tools) {
   constexpr int SOME = 110;
   constexpr int FEW = 10;
   const Row rows[] = {
-      {"instructions to start", "M", 1, ratio, "ratio", 1.05,
+      {"instructions to start", "M", 1, median, ratio, "ratio", 1.05,
        [&](const std::string& program) { return start(tools, program).instructions / 1e6; }},
-      {"instructions a status", "k", 1, alone, "filter", 100.0,
+      {"instructions a status", "k", 1, median, alone, "filter", 100.0,
        [&](const std::string& program) {
          return (serve(tools, program, SOME, Count::Instructions).instructions -
                  serve(tools, program, FEW, Count::Instructions).instructions) /
                 (SOME - FEW) / 1e3;
        }},
-      {"peak memory, 1500 statuses", "KiB", 5, ratio, "ratio", 1.10,
+      {"peak memory, 1500 statuses", "KiB", 5, median, ratio, "ratio", 1.10,
        [&](const std::string& program) {
          return serve(tools, program, MANY, Count::Nothing).memory;
        }},
-      {"the same over that of 10", "", 5, alone, "filter", 1.02,
+      {"the same over that of 10", "", 5, median, alone, "filter", 1.02,
        [&](const std::string& program) {
          return serve(tools, program, MANY, Count::Nothing).memory /
                 serve(tools, program, FEW, Count::Nothing).memory;
        }},
-      {"write calls a log line", "", 3, alone, "filter", 1.00,
+      {"write calls a log line", "", 3, median, alone, "filter", 1.00,
        [&](const std::string& program) {
          const Cost cost = serve(tools, program, FEW, Count::Writes);
          return cost.writes / cost.lines;
        }},
-      {"wall time of two statuses", "ms", 51, excess, "excess", 1.00,
+      {"wall time of two statuses", "ms", 101, least, excess, "excess", 1.00,
        [&](const std::string& program) {
          return serve(tools, program, 2, Count::Nothing).wall * 1e3;
        }},
