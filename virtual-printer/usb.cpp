@@ -174,10 +174,10 @@ int libusb_get_string_descriptor_ascii(libusb_device_handle*, std::uint8_t index
 int libusb_control_transfer(libusb_device_handle*, std::uint8_t type, std::uint8_t request,
                             std::uint16_t value, std::uint16_t, unsigned char* data,
                             std::uint16_t room, unsigned) {
-  constexpr int STANDARD_IN = LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_STANDARD;
+  constexpr int STANDARD_IN = int{LIBUSB_ENDPOINT_IN} | int{LIBUSB_REQUEST_TYPE_STANDARD};
+  constexpr int CLASS_IN = int{LIBUSB_ENDPOINT_IN} | int{LIBUSB_REQUEST_TYPE_CLASS};
   std::string answer;
-  if (type == (LIBUSB_ENDPOINT_IN | LIBUSB_REQUEST_TYPE_CLASS | LIBUSB_RECIPIENT_INTERFACE) &&
-      request == 0) {
+  if (type == (CLASS_IN | LIBUSB_RECIPIENT_INTERFACE) && request == 0) {
     answer = std::string({'\0', sizeof DEVICE_ID + 1}) + DEVICE_ID;
   } else if (type == STANDARD_IN && request == LIBUSB_REQUEST_GET_CONFIGURATION) {
     answer = std::string(1, static_cast<char>(configuration.bConfigurationValue));
