@@ -28,7 +28,8 @@ namespace {
 
 constexpr std::uint8_t BULK_OUT = 0x01;
 constexpr std::uint8_t BULK_IN = 0x82;
-constexpr std::uint8_t SERIAL_NUMBER = 3;  // the index of its string
+constexpr std::uint8_t SERIAL_NUMBER = 3;        // the index of its string
+constexpr std::size_t SERIAL_NUMBER_SIZE = 126;  // characters, the most that a descriptor holds
 constexpr std::uint16_t PACKET_SIZE = 512;
 // Of a few bytes to a printer. Without it the back end would miss far more requests for a drain
 // than it does: it sees one only while it is writing.
@@ -66,6 +67,12 @@ bool plug_in() {
   const char* device_uri = std::getenv("DEVICE_URI");
   const char* serial = device_uri != nullptr ? std::strstr(device_uri, "?serial=") : nullptr;
   bus.serial_number = serial != nullptr ? std::strchr(serial, '=') + 1 : "";
+  if (bus.serial_number.size() > SERIAL_NUMBER_SIZE) {
+    std::fprintf(stderr,
+                 "ERROR: virtual-printer: over USB the query of the URI has at most %zu bytes\n",
+                 SERIAL_NUMBER_SIZE);
+    return false;
+  }
   Settings settings;
   const std::string uri =
       "virtual-printer://usb/" + (serial != nullptr ? "?" + bus.serial_number : "");
