@@ -8,7 +8,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 
 #include "channel/printer_exchange.h"
 #include "channel/status_query.h"
@@ -103,15 +102,20 @@ void run_command(const char* directive, bool bidirectional) {
   }
 }
 
+// Without a standard input there is no command file to hold.
+void close_held(cups_file_t* file) {
+  if (file != nullptr) cupsFileClose(file);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  prepare_process();
-
   if (argc < 6 || argc > 7) {
     std::fprintf(stderr, "ERROR: Usage: %s job-id user title copies options [file]", argv[0]);
     return 1;
   }
+
+  prepare_process();
 
   cups_file_t* file = argc == 7 ? cupsFileOpen(argv[6], "r") : cupsFileStdin();
   if (argc == 7 && file == nullptr) {
@@ -122,8 +126,8 @@ int main(int argc, char* argv[]) {
   const bool bidirectional = probe_bidirectional();
 
   if (wr_esc_wakeup() != 0) {
-    cupsFileClose(file);
-    std::exit(1);
+    close_held(file);
+    return 1;
   }
 
   char directive[DIRECTIVE_SIZE];
@@ -134,6 +138,6 @@ int main(int argc, char* argv[]) {
     run_command(directive, bidirectional);
   }
 
-  cupsFileClose(file);
+  close_held(file);
   return 0;
 }

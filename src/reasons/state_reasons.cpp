@@ -3,21 +3,20 @@
 
 #include <cups/cups.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <set>
 #include <string>
 
 namespace {
 
 constexpr int REASON_SLOTS = 4;
+using Reasons = const char* [REASON_SLOTS];  // up to the first null
 
 struct PrinterStateReasonEntry {
   unsigned char error_code[3];
-  const char* reasons[REASON_SLOTS];  // up to the first null
+  Reasons reasons;
 };
 
 // The vendor vocabulary, but for the fallback. The first row is a good printer: it is found like
@@ -72,7 +71,7 @@ const char* const FALLBACK_REASON = "com.corvantide-error0023";
 
 // Calls `use` with each keyword of a row's list.
 template <typename Use>
-void for_each_reason(const char* const (&reasons)[REASON_SLOTS], Use use) {
+void for_each_reason(const Reasons& reasons, Use use) {
   for (int slot = 0; slot < REASON_SLOTS && reasons[slot] != nullptr; ++slot) use(reasons[slot]);
 }
 
@@ -85,27 +84,23 @@ std::set<std::string> vendor_reasons() {
   return all;
 }
 
-// The row for a state, or null where there is none, as for every unavailable state.
-const PrinterStateReasonEntry* find_row(const PrinterState& state) {
-  const auto row = std::find_if(
-      std::begin(PRINTER_STATE_REASONS), std::end(PRINTER_STATE_REASONS),
-      [&state](const PrinterStateReasonEntry& entry) { return state == &entry.error_code; });
-  return row == std::end(PRINTER_STATE_REASONS) ? nullptr : row;
+// The keywords of a state's row, or the fallback's where there is none. A code without a row is
+// told in the log.
+const Reasons& current_reasons(const PrinterState& state) {
+  static const Reasons FALLBACK = {FALLBACK_REASON};
+  if (state == PrinterState::Unavailable()) return FALLBACK;
+  for (const PrinterStateReasonEntry& row : PRINTER_STATE_REASONS)
+    if (state == &row.error_code) return row.reasons;
+  std::fprintf(stderr, "DEBUG: encountered undefined error number (%s)\n",
+               state.to_string().c_str());
+  return FALLBACK;
 }
 
 }  // namespace
 
 void update_printer_state(const PrinterState& state) {
   std::set<std::string> others = vendor_reasons();
-
-  const char* const fallback[REASON_SLOTS] = {FALLBACK_REASON};
-  const PrinterStateReasonEntry* row = find_row(state);
-  if (row == nullptr && state != PrinterState::Unavailable()) {
-    std::fprintf(stderr, "DEBUG: encountered undefined error number (%s)\n",
-                 state.to_string().c_str());
-  }
-
-  for_each_reason(row != nullptr ? row->reasons : fallback, [&others](const char* reason) {
+  for_each_reason(current_reasons(state), [&others](const char* reason) {
     std::fprintf(stderr, "STATE: +%s\n", reason);
     others.erase(reason);
   });
