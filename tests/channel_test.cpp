@@ -20,16 +20,20 @@ namespace {
 struct {
   int awake_from;
   int replies;
-  int asked, pauses;
+  int asked, pauses, probes;
 } printer;
 
 }  // namespace
 
+int filter_main(int argc, char* argv[]);  // the filter's own
+
 cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char*, int* size,
                                           double timeout) {
-  EXPECT_EQ(command, CUPS_SC_CMD_DRAIN_OUTPUT);
+  const bool is_probe = command == CUPS_SC_CMD_GET_BIDI;
+  printer.probes += is_probe ? 1 : 0;
+  EXPECT_TRUE(is_probe || command == CUPS_SC_CMD_DRAIN_OUTPUT);
   EXPECT_EQ(*size, 512);
-  EXPECT_EQ(timeout, 5.0);
+  EXPECT_EQ(timeout, is_probe ? 30.0 : 5.0);
   return CUPS_SC_STATUS_IO_ERROR;
 }
 
@@ -59,6 +63,17 @@ unsigned sleep(unsigned seconds) {
 
 namespace {
 
+TEST(Filter, ProbesOnceForHalfAMinute) {
+  char words[7][10] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
+  char* argv[7];
+  for (int i = 0; i < 7; ++i) argv[i] = words[i];
+  printer.probes = 0;
+  testing::internal::CaptureStdout();
+  captured_stderr([&argv] { EXPECT_EQ(filter_main(7, argv), 0); });
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(printer.probes, 1);
+}
+
 TEST(WakeUp, PausesWhateverTheDrain) {
   printer.pauses = 0;
   testing::internal::CaptureStdout();
@@ -81,7 +96,7 @@ TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
       {1, 0, 1, 0, "DEBUG: printer_info=[UNAVAILABLE]\n"},
   };
   for (const auto& c : cases) {
-    printer = {c.awake_from, c.replies, 0, 0};
+    printer = {c.awake_from, c.replies, 0, 0, 0};
     bool available = false;
     testing::internal::CaptureStdout();
     const std::string log =

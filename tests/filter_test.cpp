@@ -106,7 +106,8 @@ std::string replied(int sent = 192, int size = 192) {
 }
 
 TEST(Filter, RefusesAWrongStart) {
-  const std::string usage = "ERROR: Usage: " FILTER_FILE " job-id user title copies options [file]";
+  const std::string usage =
+      "ERROR: Usage: ./commandtocorvantide job-id user title copies options [file]";
   const std::pair<std::string, std::string> cases[] = {
       {"", usage},
       {"1 2 3 4", usage},
@@ -154,13 +155,6 @@ std::vector<Run> runs() {
        wake_up() + command("ReportStatus", 1) + unanswered(read_failed(0)) + state_lines(23) +
            command("ReportLevels", 2) + unanswered(FLUSH_FAILED) + NO_LEVELS + state_lines(23),
        WOKEN + replied(96) + "dying\n"},
-      // What the virtual printer itself refuses.
-      {"UnknownKey", "?colour=red", "", 1, REFUSED + "unknown key \"colour\" in the URI\n", ""},
-      {"ShortCode", "?error=0602", "", 1,
-       REFUSED + "\"error=0602\" in the URI: expected six hexadecimal digits\n", ""},
-      {"Twice", "?total=1&total=2", "", 1, REFUSED + "a key in the URI is empty or repeated\n", ""},
-      {"TooManyPieces", "?pieces=100,93", "", 1,
-       REFUSED + "the pieces in the URI make 193 bytes of 192\n", ""},
   };
   const auto ask = [&all](const std::string& name, const std::string& query,
                           const std::string& exchange, int reason, const std::string& printer) {
@@ -220,19 +214,41 @@ TEST(Filter, CopesWithoutChannels) {
   }
 }
 
-TEST(VirtualPrinter, HoldsItsPortUntilItIsAskedToEnd) {
-  const Outcome outcome =
-      shell("line=$(mktemp); " PRINTER
-            " --listen 0 virtual-printer://test/ >$line & until [ -s $line ]; do sleep 0.05; done; "
-            "port=$(sed 's|socket://127.0.0.1:\\(.*\\)/?snmp=false&waiteof=false|\\1|' $line); rm "
-            "$line; " PRINTER
-            " --listen $port virtual-printer://test/; echo $?; kill $!; wait $!; echo $?; " PRINTER
-            " --listen $port 'virtual-printer://test/?drain=CUPS_SC_STATUS_OK'; echo $?");
-  EXPECT_EQ(outcome.out, "1\n0\n1\n");
-  EXPECT_NE(outcome.log.find(" of 127.0.0.1: Address already in use\nERROR: virtual-printer: "
-                             "\"drain\" in the URI is for a job's back end only\n"),
-            std::string::npos)
-      << outcome.log;
+TEST(VirtualPrinter, EndsEachFormWithItsStatus) {
+  const std::string device =
+      "direct virtual-printer://printer/ \"Corvantide Virtual\" \"Virtual ribbon photo printer\"\n";
+  const struct {
+    std::string environment, operands;
+    int status;
+    std::string out, log;
+  } cases[] = {
+      {"", "", 0, device, ""},
+      {"DEVICE_URI=virtual-printer://x/?bidi=no", "", 0, device, ""},
+      {"DEVICE_URI=virtual-printer://x/?bidi=0", "", 1, "",
+       "\"bidi=0\" in the URI: expected yes, no, empty, long, unknown\n"},
+      {"", ">/dev/full", 1, "", "cannot write: No space left on device\n"},
+      {"", "--help >/dev/full", 1, "", "cannot write: No space left on device\n"},
+      {"", "--listen 0 virtual-printer://x/ >/dev/full", 1, "",
+       "cannot write: No space left on device\n"},
+      {"", "--listen 65536 virtual-printer://x/", 1, "", "\"65536\" is not a port, 0 to 65535\n"},
+      {"", "--listen", 1, "", "wrong arguments; try virtual-printer --help\n"},
+      {"", "1 2 3 4", 1, "", "wrong arguments; try virtual-printer --help\n"},
+      {"", "1 2 3 4 5", 1, "", "a back end needs DEVICE_URI in its environment\n"},
+      {"DEVICE_URI=virtual-printer://x/", "1 2 3 4 5 /dev/null", 0, "", ""},
+      {"DEVICE_URI=virtual-printer://x/", "1 2 3 4 5 /nowhere", 1, "",
+       "cannot open the file: No such file or directory\n"},
+      {"DEVICE_URI=virtual-printer://x/", "1 2 3 4 5 /", 1, "",
+       "cannot read what is printed: Is a directory\n"},
+      {"", "--run virtual-printer://x/ /nowhere", 127, "",
+       "cannot run the filter: No such file or directory\n"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome =
+        shell("env -u DEVICE_URI " + c.environment + " " PRINTER " " + c.operands);
+    EXPECT_EQ(outcome.status, c.status) << c.operands;
+    EXPECT_EQ(outcome.out, c.out) << c.operands;
+    EXPECT_EQ(outcome.log, c.log.empty() ? "" : REFUSED + c.log) << c.operands;
+  }
 }
 
 // As a back end, and with bytes that are no command among split ones.

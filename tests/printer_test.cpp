@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/printer_info.h"
 #include "support.h"
 
 namespace {
@@ -40,6 +41,12 @@ std::string play(Printer printer, const Sent& sent) {
   }
 }
 
+Printer printer_of(const std::string& query) {
+  Settings settings;
+  EXPECT_TRUE(parse_settings(("virtual-printer://test/" + query).c_str(), false, settings));
+  return Printer(settings.printer);
+}
+
 TEST(Printer, RepliesInItsOwnTime) {
   const std::string ask = "\x1bV21";
   const std::string wake = "\x1b\x45WU";
@@ -57,18 +64,66 @@ TEST(Printer, RepliesInItsOwnTime) {
       {"?pieces=7&gap=60000&pause=1", {{0, ask}, {9, ask}}, "1:7 60001:185 60002:7 120002:185 "},
       {"?silence=0", {{0, ask}, {5, ask}}, "0:0 5:0 "},
       {"?silence=191&extra=320", {{0, ask}}, "0:191 "},
+      {"?silence=50&pieces=100", {{0, ask}}, "0:50 "},
       {"?die=start", {{0, ask}}, "dead"},
       {"?die=wake-up", {{0, ask}, {1, wake + ask}}, "0:192 dead"},
       {"?die=reply&pieces=40&gap=10", {{0, ask}}, "0:40 10:56 dead"},
       {"?die=reply&silence=0", {{0, ask}}, "0:0 dead"},
   };
   for (const auto& c : cases) {
-    Settings settings;
-    ASSERT_TRUE(parse_settings(("virtual-printer://test/" + std::string(c.query)).c_str(), false,
-                               settings));
     std::string events;
-    captured_stderr([&] { events = play(Printer(settings.printer), c.sent); });
+    captured_stderr([&] { events = play(printer_of(c.query), c.sent); });
     EXPECT_EQ(events, c.events) << c.query;
+  }
+}
+
+TEST(Printer, RepliesWithItsSettings) {
+  std::string text;
+  captured_stderr([&text] {
+    Printer printer = printer_of("?error=0a0b0c&sheet=0d&total=258&remaining=772");
+    printer.Receive("\x1bV21", 4, Time());
+    text = PrinterInfo::Parse(reinterpret_cast<const char*>(printer.Take(Time()).data)).to_string();
+  });
+  EXPECT_EQ(text,
+            "power_state=0x00 mech_state=[0x00,0x00] memory_state=0x00 error_info=[0x0a,0x0b,0x0c] "
+            "levels=[ink ribbon 772 / 258 ink_sheet_type=0x0d]");
+}
+
+TEST(Settings, RefuseInALineWhatTheyDoNotUnderstand) {
+  const std::string long_value = "?total=1&total=" + std::string(1100, '0');
+  for (const std::string query : {"?colour=red",
+                                  "?error=0602",
+                                  "?error=06020g",
+                                  "?error=+60202",
+                                  "?sheet=4",
+                                  "?sheet=0x04",
+                                  "?total=65536",
+                                  "?remaining=-1",
+                                  "?asleep=",
+                                  "?extra=321",
+                                  "?silence=513",
+                                  "?pieces=100,93",
+                                  "?pieces=0",
+                                  "?pieces=1,",
+                                  "?die=soon",
+                                  "?total=1&total=2",
+                                  "?total=1&&sheet=04",
+                                  "?total",
+                                  "?total=%31",
+                                  "?total=1%00",
+                                  "?total=1 sheet=04",
+                                  "?total='1'",
+                                  "?a\nb",
+                                  "?bidi=yes",
+                                  "?drain=CUPS_SC_STATUS_OK",
+                                  "?chatter=yes",
+                                  long_value.c_str()}) {
+    Settings settings;
+    const std::string uri = "virtual-printer://test/" + query;
+    const std::string log =
+        captured_stderr([&] { EXPECT_FALSE(parse_settings(uri.c_str(), false, settings)) << uri; });
+    EXPECT_EQ(log.find("ERROR: virtual-printer: "), 0U) << log;
+    EXPECT_EQ(log.find('\n'), log.size() - 1) << log;
   }
 }
 

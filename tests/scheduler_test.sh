@@ -2,16 +2,28 @@
 # What a client reads under a real scheduler, and jobs that go wrong.
 # Run it as: script/private-scheduler run tests/scheduler_test.sh
 set -uo pipefail
-scheduler=$(cd "$(dirname "$0")/../script" && pwd)/private-scheduler
+scheduler=$(dirname "$(readlink -f "$0")")/../script/private-scheduler
 commands=$PRIVATE_SCHEDULER/commands
-both=$commands/both
 passed=0 failed=0
 
 expect() {
-  if [ "$2" = "$3" ]; then passed=$((passed + 1)) && return; fi
-  failed=$((failed + 1))
-  echo "FAILED: $1"
-  diff <(echo "$2") <(echo "$3")
+  if [ "$2" = "$3" ]; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    echo "FAILED: $1"
+    diff <(echo "$2") <(echo "$3")
+  fi
+}
+
+# Tries a condition until it holds or so many seconds have passed; returns whether it holds.
+within() { # SECONDS COMMAND [ARG...]
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    [ "$SECONDS" -le "$end" ] || return 1
+    sleep 0.05
+  done
 }
 
 # The attributes of a report: level, message, name, and the numbers of the reasons that hold.
@@ -23,48 +35,64 @@ report() {
   fi
 }
 
-# The lines of a job's log that are the filter's own.
-filter_lines() {
-  "$scheduler" log "$1" | grep -v '^virtual-printer: ' |
-    sed -n '/^wr_esc_wakeup() START/,$p' | sed '/^PID [0-9]* (\|^time-at-completed\|^Job completed\|oading.*\.\.\.$/d'
-}
-
 mkdir "$commands"
-printf '#CUPS-COMMAND\nReportLevels\nReportStatus\n' >"$both"
-printf '#CUPS-COMMAND\nReportLevels\n' >"$commands/levels"
-printf '#CUPS-COMMAND\nReportStatus\n' >"$commands/status"
+for word in both:ReportLevels:ReportStatus levels:ReportLevels status:ReportStatus; do
+  tr ':' '\n' <<<"#CUPS-COMMAND:${word#*:}" >"$commands/${word%%:*}"
+done
 
 # The filter's file is left out: an ordinary user cannot give it to root, as the check wants.
 expect "the sample PPD" "$PPD: PASS" "$(cupstestppd -W none -I filters "$PPD")"
 
-# queue | via | printer | commands | level | message | name | reasons | what the log holds
+# Nobody else gets in: there is no port, and only the user can reach the socket.
+inodes=$(readlink /proc/"$(pgrep -P "$PPID" cupsd)"/fd/* | sed -n 's/^socket:\[\(.*\)\]$/\1/p')
+expect "the scheduler has sockets" 0 "$(grep -qwF "$inodes" /proc/net/unix; echo $?)"
+expect "the scheduler has no port" 1 "$(cat /proc/net/{tcp,udp}* | grep -qwF "$inodes"; echo $?)"
+expect "only the user can reach it" "700 $(id -un)" "$(stat -c '%a %U' "${CUPS_SERVER%/*}")"
+if [ "$(id -u)" -eq 0 ]; then
+  as_nobody() {
+    setpriv --reuid nobody --regid nogroup --clear-groups "$@" 2>/dev/null
+    echo $?
+  }
+  expect "another user gets no answer" "scheduler is not running 0 1 1" "$(xargs <<<"$(
+    as_nobody lpstat -r
+    as_nobody lpadmin -p stranger -E -v socket://127.0.0.1/
+    as_nobody lp -d stranger "$commands/both")")"
+fi
+
+for via in job socket usb; do
+  for uri in 'virtual-printer://test/?colour=red' 'virtual-printer://test/?total=%31' 'usb://test/'; do
+    refused=$("$scheduler" queue refused "$uri" "$via" 2>&1)
+    expect "$via: $uri is refused" "1 1 private-scheduler:" "$? $(wc -l <<<"$refused") ${refused%% *}"
+  done
+done
+expect "no queue of a stranger's or of a refused printer's" "" "$(lpstat -e)"
+
+# queue | via | printer | commands | level | message | name | reasons | filter's end | job's end, where it is soon | what the log holds
 cases='
-good      |job       |                    |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |
-keyword   |job       |error=3a0a0f        |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0014 |
-undefined |job       |error=060203        |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0023 |encountered undefined error number (0x06,0x02,0x03)
-sheet-0f  |job       |sheet=0f            |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 15x20(6x8″)|     |
-sheet-05  |job       |sheet=05            |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 05         |     |
-above     |job       |remaining=500&sheet=ff|both|125|Ink Ribbon = 500 / 400|                         |     |
-unknown   |job       |remaining=65535     |both  |-1 |                      |InkSheetType: 13x18(5x7″)|     |
-asleep    |job       |asleep=2            |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |#retry_status=[wake_up=fulfilled(2/60)]
-nobidi-l  |job       |bidi=no&error=060202|levels|-2 |                      |InkSheetType: 00         |     |
-nobidi-s  |job       |bidi=no&error=060202|status|   |                      |                         |0023 |
-silent    |job       |silence=0           |both  |-2 |                      |InkSheetType: 00         |0023 |cupsBackChannelRead() failed. ret=-1
-die-start |job       |die=start           |both  |   |                      |                         |     |commandtocorvantide) stopped with status 1.
-die-awake |job       |die=wake-up         |both  |-2 |                      |InkSheetType: 00         |0023 |fflush() failed.
-die-reply |job       |die=reply           |both  |-2 |                      |InkSheetType: 00         |0023 |cupsBackChannelRead() failed. ret=0
-chatter   |job       |chatter=yes         |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |
-code      |socket usb|error=060202        |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0001 |
-asleep    |socket usb|asleep=2            |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |#retry_status=[wake_up=fulfilled(2/60)]
-pieces    |socket usb|pieces=100&gap=300  |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |[STS] size=192
-longest   |socket usb|extra=320           |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|     |[STS] size=512
-silent    |socket usb|silence=0           |both  |-2 |                      |InkSheetType: 00         |0023 |cupsBackChannelRead() failed. ret=-1
-die-awake |socket usb|die=wake-up         |both  |-2 |                      |InkSheetType: 00         |0023 |Unable to
-die-reply |socket usb|die=reply           |both  |-2 |                      |InkSheetType: 00         |0023 |96 bytes of back-channel data
+good     |job           |                      |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|
+above    |job           |remaining=500&sheet=ff|both  |125|Ink Ribbon = 500 / 400|                         |    |no errors|completed|
+unknown  |job           |remaining=65535       |both  |-1 |                      |InkSheetType: 13x18(5x7″)|    |no errors|completed|
+keyword  |job           |error=3a0a0f          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0014|no errors|completed|
+undefined|job           |error=060203          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0023|no errors|completed|encountered undefined error number (0x06,0x02,0x03)
+sheet-0f |job           |sheet=0f              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 15x20(6x8″)|    |no errors|completed|ink_sheet_type=0x0f
+sheet-05 |job           |sheet=05              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 05         |    |no errors|completed|
+nobidi-l |job           |bidi=no&error=060202  |levels|-2 |                      |InkSheetType: 00         |    |no errors|completed|
+nobidi-s |job           |bidi=no&error=060202  |status|   |                      |                         |0023|no errors|completed|
+chatter  |job           |chatter=yes           |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|virtual-printer: line 1000
+code     |socket usb    |error=060202          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0001|no errors|completed|virtual-printer: received 1b 56 32 31
+asleep   |job socket usb|asleep=2              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |#retry_status=[wake_up=fulfilled(2/60)]
+pieces   |socket usb    |pieces=100&gap=300    |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |[STS] size=192
+longest  |socket usb    |extra=320             |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |[STS] size=512
+silent   |job socket usb|silence=0             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|         |cupsBackChannelRead() failed. ret=-1
+die-start|job           |die=start             |both  |   |                      |                         |    |status 1 |aborted  |
+die-awake|job           |die=wake-up           |both  |-2 |                      |InkSheetType: 00         |0023|no errors|aborted  |fflush() failed.
+die-awake|socket usb    |die=wake-up           |both  |-2 |                      |InkSheetType: 00         |0023|no errors|         |Unable to
+die-reply|job           |die=reply             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|aborted  |cupsBackChannelRead() failed. ret=0
+die-reply|socket usb    |die=reply             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|         |96 bytes of back-channel data
 '
 each_case() {
-  local name vias
-  while IFS='|' read -r name vias query file level message sheet reasons log; do
+  local name vias via
+  while IFS='|' read -r name vias query file level message sheet reasons filter_end job_end log; do
     read -r level <<<"$level"
     for via in $vias; do
       queue=$name-$via
@@ -78,68 +106,105 @@ submit_case() {
   "$scheduler" queue "$queue" "virtual-printer://test/${query:+?$query}" "$via"
   job[$queue]=$("$scheduler" submit "$queue" "$commands/$file")
 }
+
 # The filter's end, not the job's, which a back end can keep for long. The scheduler may have heard
 # of the end before it has read the last lines.
+filter_ended() {
+  told=$("$scheduler" log "${job[$queue]}")
+  grep -q 'commandtocorvantide) \(exited\|stopped\|crashed\)' <<<"$told"
+}
+attributes_are() { [ "$1" = "$("$scheduler" attributes "$queue")" ]; }
 check_case() {
-  local told turn end=' exited with no errors.'
-  if [ "$queue" = die-start-job ]; then end=' stopped with status 1.'; fi
-  for turn in {1..600}; do
-    told=$("$scheduler" log "${job[$queue]}")
-    if grep -q "commandtocorvantide)$end" <<<"$told"; then break; fi
-    sleep 0.1
-  done
-  expect "$queue: the filter ends by itself" 1 "$(grep -c "commandtocorvantide)$end" <<<"$told")"
-  expect "$queue: no filter dies of a signal" "" "$(grep 'commandtocorvantide) .*signal' <<<"$told")"
+  local told expected
+  within 60 filter_ended
+  expect "$queue: how the filter ends" "$filter_end" \
+    "$(sed -n 's/.*commandtocorvantide) \(exited\|stopped\|crashed\) \(with\|on\) \(.*\)\./\3/p' <<<"$told")"
   expect "$queue: its log has \"$log\"" 0 "$(grep -qF -- "$log" <<<"$told"; echo $?)"
-
-  local expected read
+  if [ -n "$job_end" ]; then
+    expect "$queue: how its job ends" "${job[$queue]} $job_end" \
+      "$("$scheduler" wait "${job[$queue]}")"
+  fi
   expected=$(report "$level" "${message:- }" "${sheet:- }" "$reasons")
-  for turn in {1..20}; do
-    read=$("$scheduler" attributes "$queue")
-    if [ "$read" = "$expected" ]; then break; fi
-    sleep 0.1
-  done
-  expect "$queue: what a client reads" "$expected" "$read"
+  within 2 attributes_are "$expected"
+  expect "$queue: what a client reads" "$expected" "$("$scheduler" attributes "$queue")"
 }
 each_case submit_case
 each_case check_case
-
 # Beside a back end that logs without pause, the log is that of a run without a scheduler.
-expect "chatter: lines whole and in order" \
-  "$("$VIRTUAL_PRINTER" --run virtual-printer://test/ "$FILTER" 1 2 3 4 5 "$both" 2>&1 |
-    sed '/virtual-printer: /d; s/^DEBUG: //; s/"/\\"/g')" \
-  "$(filter_lines "${job[chatter-job]}")"
+alone=$("$VIRTUAL_PRINTER" --run virtual-printer://test/ "$FILTER" 1 2 3 4 5 "$commands/both" 2>&1 |
+  sed '/virtual-printer: /d; s/^DEBUG: //; s/"/\\"/g')
+others='^virtual-printer: \|^PID [0-9]* (\|^time-at-\|^Job completed\|oading.*\.\.\.$'
+expect "chatter: lines whole and in order" "$alone" \
+  "$("$scheduler" log "${job[chatter-job]}" | sed '1,/^Started backend/d' | grep -v "$others")"
 
 # One queue through all kinds of state: the vendor's reasons always match, and another's stays.
-lpadmin -p die-reply-job -o printer-state-reasons=media-low-warning
+"$scheduler" queue turns virtual-printer://test/
+lpadmin -p turns -o printer-state-reasons=media-low-warning
 turns='error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8:'
 for turn in $turns die=wake-up:0023 error=110606:0024; do
   query=${turn%:*} reason=${turn#*:}
-  "$scheduler" queue die-reply-job "virtual-printer://test/?$query"
-  "$scheduler" wait "$("$scheduler" submit die-reply-job "$commands/status")" >/dev/null
+  "$scheduler" queue turns "virtual-printer://test/?$query"
+  "$scheduler" wait "$("$scheduler" submit turns "$commands/status")" >/dev/null
   expect "the reasons after $query" "$(report "" "" "" "media-low-warning${reason:+,$reason}")" \
-    "$("$scheduler" attributes die-reply-job | grep reasons)"
+    "$("$scheduler" attributes turns | grep reasons)"
 done
 
 # A job cancelled amid a query that never ends is gone within 2 s, with its processes.
 "$scheduler" queue sleeper 'virtual-printer://test/?asleep=1000'
-sleeper=$("$scheduler" submit sleeper "$both")
-until [[ $("$scheduler" log "$sleeper") == *'retrying(1/60)'* ]]; do sleep 0.05; done
+sleeper=$("$scheduler" submit sleeper "$commands/both")
+asks_again() { [[ $("$scheduler" log "$sleeper") == *'retrying(1/60)'* ]]; }
+are_gone() { ! ps -p "${pids[*]}" >/dev/null; }
+within 20 asks_again
 read -ra pids <<<"$("$scheduler" log "$sleeper" | sed -n 's/^Started .* (PID \(.*\))/\1/p' | xargs)"
-before=${EPOCHREALTIME/./}
+expect "a job has a filter and a back end" 2 "$(ps -o pid= -p "${pids[*]}" | wc -l)"
 cancel "$sleeper"
+expect "its processes are gone within 2 s" 0 "$(within 1 are_gone; echo $?)"
 expect "a job is cancelled" "$sleeper canceled" "$("$scheduler" wait "$sleeper")"
-while ps -p "${pids[*]}" >/dev/null; do sleep 0.05; done
-expect "${#pids[@]} processes are gone within 2 s" 1 "$((${EPOCHREALTIME/./} - before < 2000000))"
 
-# Twenty jobs over four queues at once.
-twenty=()
-for queue in good sheet-0f above keyword; do
-  for turn in {1..5}; do twenty+=("$("$scheduler" submit "$queue-job" "$both")"); done
-done
+# Twenty jobs at once over the queues of the first four rows.
+twenty=() levels=()
+submit_five() {
+  [ "${#twenty[@]}" -lt 20 ] || return
+  for _ in {1..5}; do
+    twenty+=("$("$scheduler" submit "$queue" "$commands/$file")")
+    levels+=("$level")
+  done
+}
+each_case submit_five
 expect "twenty jobs complete" 20 "$("$scheduler" wait "${twenty[@]}" | grep -c completed)"
-expect "twenty jobs report right" "$(printf '%s\n' 30{,,,,,,,,,} 125{,,,,} 30{,,,,})" \
+expect "twenty jobs report right" "$(printf '%s\n' "${levels[@]}")" \
   "$(for id in "${twenty[@]}"; do "$scheduler" log "$id"; done | sed -n 's/^ATTR: marker-levels=//p')"
+
+# On the network: one connection after the other meets the printer anew, on 127.0.0.1 alone. A signal
+# ends it, also while a client does not read, and its port is free at once.
+listen_on() { # PORT
+  exec {told}< <(exec "$VIRTUAL_PRINTER" --listen "$1" 'virtual-printer://test/?asleep=1' 2>/dev/null)
+  printer=$!
+  IFS=:/ read -r _ _ _ address port _ <&"$told"
+}
+connect_to() { exec {line}<>"/dev/tcp/$1/$port"; }
+ask_at() { (connect_to "$1" && printf '\033V21' >&"$line" && head -c 192 <&"$line" | od -An -tx1 -j5 -N1); }
+has_ended() { ! kill -0 "$printer"; }
+expect_end() { # WHAT SIGNAL
+  kill -s "$2" "$printer"
+  within 2 has_ended 2>/dev/null || kill -s KILL "$printer"
+  wait "$printer"
+  expect "$1" 0 $?
+}
+listen_on 0
+expect "each connection meets the printer anew" "127.0.0.1  01  01" \
+  "$address $(ask_at 127.0.0.1) $(ask_at 127.0.0.1)"
+expect "no other address answers" "" "$(ask_at 127.0.0.2 2>/dev/null)"
+expect "another printer on its port" "ERROR: virtual-printer: cannot listen on port $port" \
+  "$("$VIRTUAL_PRINTER" --listen "$port" virtual-printer://test/ 2>&1 | sed 's/ of 127.*in use$//')"
+expect_end "Ctrl-C ends it" INT
+listen_on "$port"
+expect "its port is free at once" "  01" " $(ask_at 127.0.0.1)"
+connect_to 127.0.0.1
+{ yes $'\033V21' | head -c 30000000 >&"$line"; } 2>/dev/null &
+sleep 1
+expect "a client that does not read blocks it" 0 "$(kill -0 $!; echo $?)"
+expect_end "a signal ends it all the same" TERM
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

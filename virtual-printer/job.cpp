@@ -41,8 +41,8 @@ class Job {
   int side_channel = CUPS_SC_FD;  // -1 once nobody is at its other end
   unsigned lines = 0;             // of chatter
 
-  // The descriptors in this order, which the kernel does not keep at an exit: a filter that sees a
-  // channel end can no longer write either.
+  // Closes the input first, so that a filter that sees a channel end can no longer write either: at
+  // an exit the kernel closes in any order.
   void EndWithPrinter() const {
     if (!printer.IsDead()) return;
     for (const int fd : {STDIN_FILENO, CUPS_SC_FD, BACK_CHANNEL_FD}) close(fd);
@@ -55,7 +55,11 @@ class Job {
     char data[512];
     while (poll(&input, 1, 0) > 0) {
       const ssize_t size = read(STDIN_FILENO, data, sizeof data);
-      if (size <= 0) return false;
+      if (size == 0) return false;
+      if (size == -1) {
+        std::perror("ERROR: virtual-printer: cannot read what is printed");
+        _exit(1);
+      }
       printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
       EndWithPrinter();
     }

@@ -6,8 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "job.h"
@@ -15,6 +17,13 @@
 #include "settings.h"
 
 namespace {
+
+// The status of a run whose output ends here.
+int end_output() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+  std::perror("ERROR: virtual-printer: cannot write");
+  return 1;
+}
 
 int help(std::FILE* out) {
   std::fprintf(out,
@@ -41,14 +50,18 @@ int help(std::FILE* out) {
                "and, but for --listen, these of the back end, which sends a piece only once\n"
                "the one before has been read:\n");
   print_keys(out, true);
-  return 0;
+  return end_output();
 }
 
+// Where it has a device URI already, as one that is about to get a queue, it first looks at that.
 int list_device() {
+  Settings settings;
+  const char* device_uri = std::getenv("DEVICE_URI");
+  if (device_uri != nullptr && !parse_settings(device_uri, true, settings)) return 1;
   std::printf(
       "direct virtual-printer://printer/ \"Corvantide Virtual\" \"Virtual ribbon photo "
       "printer\"\n");
-  return CUPS_BACKEND_OK;
+  return end_output();
 }
 
 bool take_place(int fd, int place) {
@@ -59,6 +72,11 @@ bool take_place(int fd, int place) {
 
 int run_back_end(const char* device_uri, const char* path) {
   Settings settings;
+  if (device_uri == nullptr) {
+    std::fprintf(stderr,
+                 "ERROR: virtual-printer: a back end needs DEVICE_URI in its environment\n");
+    return CUPS_BACKEND_FAILED;
+  }
   if (!parse_settings(device_uri, true, settings)) return CUPS_BACKEND_FAILED;
   if (path != nullptr) {
     const int file = open(path, O_RDONLY | O_CLOEXEC);
@@ -79,7 +97,16 @@ int listen_on(const char* port_text, const char* uri) {
     return 1;
   }
   Settings settings;
-  return parse_settings(uri, false, settings) ? serve_network(port, settings.printer) : 1;
+  if (!parse_settings(uri, false, settings)) return 1;
+  const int server = open_network(port);
+  if (server == -1) {
+    std::fprintf(stderr, "ERROR: virtual-printer: cannot listen on port %u of 127.0.0.1: %s\n",
+                 port, std::strerror(errno));
+    return 1;
+  }
+  std::printf("socket://127.0.0.1:%u/?snmp=false&waiteof=false\n", port);
+  if (end_output() != 0) return 1;
+  serve_network(server, settings.printer);
 }
 
 // Becomes the filter, so that its status, its signals and its end are the caller's to see; the

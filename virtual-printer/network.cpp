@@ -3,31 +3,36 @@
 
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 
 #include "printer.h"
 
 namespace {
 
-// A descriptor that can be read once a signal has asked the process to end.
-int open_end() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
-  return signalfd(-1, &signals, SFD_CLOEXEC);
+// Serves a connection until either side closes it.
+void serve_connection(int connection, const PrinterSettings& settings) {
+  Printer printer(settings);
+  while (!printer.IsDead()) {
+    pollfd input = {connection, POLLIN, 0};
+    poll(&input, 1, milliseconds_until(printer.NextDue(), Clock::now()));
+    if (input.revents != 0) {
+      char data[512];
+      const ssize_t size = read(connection, data, sizeof data);
+      if (size <= 0) return;
+      printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
+    }
+    const Piece piece = printer.Take(Clock::now());
+    if (piece.size > 0 && send(connection, piece.data, piece.size, MSG_NOSIGNAL) == -1) return;
+  }
 }
 
-// A socket that listens on the port of 127.0.0.1, or -1. Sets a port of 0 to the one it got.
-int open_server(unsigned& port) {
+}  // namespace
+
+int open_network(unsigned& port) {
   const int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (server == -1) return -1;
   const int yes = 1;  // connections of an earlier run may still be dying away on the port
@@ -48,55 +53,13 @@ int open_server(unsigned& port) {
   return server;
 }
 
-// Waits until there is something to read, or so many milliseconds; false where the end has come.
-bool wait_for(int fd, int end, int timeout, bool& readable) {
-  pollfd fds[] = {{fd, POLLIN, 0}, {end, POLLIN, 0}};
-  poll(fds, 2, timeout);
-  readable = fds[0].revents != 0;
-  return fds[1].revents == 0;
-}
-
-// Serves a connection until either side closes it; false where the end has come before.
-bool serve_connection(int connection, int end, const PrinterSettings& settings) {
-  Printer printer(settings);
-  bool readable = false;
-  while (!printer.IsDead()) {
-    const int timeout = milliseconds_until(printer.NextDue(), Clock::now());
-    if (!wait_for(connection, end, timeout, readable)) return false;
-    if (readable) {
-      char data[512];
-      const ssize_t size = read(connection, data, sizeof data);
-      if (size <= 0) break;
-      printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
-    }
-    const Piece piece = printer.Take(Clock::now());
-    if (piece.size > 0 && send(connection, piece.data, piece.size, MSG_NOSIGNAL) == -1) break;
-  }
-  return true;
-}
-
-}  // namespace
-
-int serve_network(unsigned port, const PrinterSettings& settings) {
-  const int end = open_end();
-  const int server = open_server(port);
-  if (end == -1 || server == -1) {
-    std::fprintf(stderr, "ERROR: virtual-printer: cannot listen on port %u of 127.0.0.1: %s\n",
-                 port, std::strerror(errno));
-    return 1;
-  }
-  std::printf("socket://127.0.0.1:%u/?snmp=false&waiteof=false\n", port);
-  std::fflush(stdout);
-
-  bool readable = false;
-  while (wait_for(server, end, -1, readable)) {
+void serve_network(int server, const PrinterSettings& settings) {
+  // There is nothing to tidy up: the kernel closes what is open, whatever is under way.
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, [](int) { _exit(0); });
+  for (;;) {
     const int connection = accept4(server, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection == -1) continue;
-    const bool go_on = serve_connection(connection, end, settings);
+    serve_connection(connection, settings);
     close(connection);
-    if (!go_on) break;
   }
-  close(server);
-  close(end);
-  return 0;
 }

@@ -27,7 +27,7 @@ void Printer::Receive(const char* data, std::size_t size, Time now) {
 Time Printer::NextDue() const { return pending == 0 || dead ? Time::max() : due; }
 
 Piece Printer::Take(Time now) {
-  if (now < NextDue() || dead) return {reply, 0};
+  if (now < NextDue()) return {reply, 0};
   if (!replying) BeginReply();
 
   const std::size_t left = reply_end - reply_sent;

@@ -55,7 +55,6 @@ class Printer {
 
   bool CouldBe(const char* candidate) const;
   void ReceiveByte(char byte, Time now);
-  void Carry(const char* received, Time now);
   void BeginReply();
   void EndReply(Time now);
   void Die();

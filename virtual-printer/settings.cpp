@@ -146,6 +146,8 @@ bool apply(const cups_option_t& option, bool for_job, Settings& settings) {
   return false;
 }
 
+bool is_plain(char c) { return c > ' ' && c <= '~' && std::strchr("\"'\\{}", c) == nullptr; }
+
 // A query is a list of options but for its separators.
 bool parse_query(char* query, bool for_job, Settings& settings) {
   const auto pairs = 1 + std::count(query, query + std::strlen(query), '&');
@@ -180,8 +182,18 @@ bool parse_settings(const char* uri, bool for_job, Settings& settings) {
   char host[256];
   char resource[1024];
   int port = 0;
+  // What libcups would cut, or take for more than a character of a value, is not handed to it.
+  const std::size_t length = std::strlen(uri);
+  if (length >= sizeof resource || !std::all_of(uri, uri + length, is_plain)) {
+    std::fprintf(stderr,
+                 "ERROR: virtual-printer: a URI has at most %zu characters, all of ASCII, without "
+                 "blanks, quotes, braces and backslashes\n",
+                 sizeof resource - 1);
+    return false;
+  }
+  // Nothing is decoded: no setting needs a character that a URI has to encode.
   const http_uri_status_t status =
-      httpSeparateURI(HTTP_URI_CODING_ALL, uri, scheme, sizeof scheme, user, sizeof user, host,
+      httpSeparateURI(HTTP_URI_CODING_NONE, uri, scheme, sizeof scheme, user, sizeof user, host,
                       sizeof host, &port, resource, sizeof resource);
   if (status < HTTP_URI_STATUS_OK || std::strcmp(scheme, "virtual-printer") != 0) {
     std::fprintf(stderr, "ERROR: virtual-printer: \"%s\" is not a virtual-printer:// URI\n", uri);
