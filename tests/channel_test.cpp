@@ -8,7 +8,6 @@
 #include <cstring>
 #include <string>
 
-#include "channel/printer_exchange.h"
 #include "channel/retry_counter.h"
 #include "channel/status_query.h"
 #include "support.h"
@@ -63,22 +62,15 @@ unsigned sleep(unsigned seconds) {
 
 namespace {
 
-TEST(Filter, ProbesOnceForHalfAMinute) {
+TEST(Filter, ProbesOnceForHalfAMinuteAndWakesThePrinterWhateverTheDrain) {
   char words[7][10] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
   char* argv[7];
   for (int i = 0; i < 7; ++i) argv[i] = words[i];
-  printer.probes = 0;
+  printer = {};
   testing::internal::CaptureStdout();
   captured_stderr([&argv] { EXPECT_EQ(filter_main(7, argv), 0); });
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(printer.probes, 1);
-}
-
-TEST(WakeUp, PausesWhateverTheDrain) {
-  printer.pauses = 0;
-  testing::internal::CaptureStdout();
-  captured_stderr([] { EXPECT_EQ(wr_esc_wakeup(), 0); });
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
+  EXPECT_EQ(printer.probes, 1);
   EXPECT_EQ(printer.pauses, 1);
 }
 

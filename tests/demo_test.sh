@@ -8,32 +8,30 @@ export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 failed=0
 
-# what it is asked | its status | the last lines that it tells, separated by semicolons
-runs='
-|0|What the scheduler would learn:;  ribbon level   30 %;  message        Ink Ribbon = 120 / 400;  sheet          13x18(5x7″);  state reasons  com.corvantide-error0001
-virtual-printer://test/?silence=0&sheet=0f|0|What the scheduler would learn:;  ribbon level   not known, for want of an answer;  message        none;  sheet          00;  state reasons  com.corvantide-error0023
-virtual-printer://test/?remaining=65535&sheet=ff|0|What the scheduler would learn:;  ribbon level   not known to the printer;  message        none;  sheet          nothing;  state reasons  none
-virtual-printer://test/?colour=red|1|ERROR: virtual-printer: unknown key "colour" in the URI
---scheduler virtual-printer://test/?error=090202 usb|0|Job 1 completed.;The virtual printer'\''s settings: error=090202;What a print client reads of it:;  ribbon level   30 %;  message        Ink Ribbon = 120 / 400;  sheet          13x18(5x7″);  state reasons  com.corvantide-error0002
---scheduler virtual-printer://test/?die=start|1|Job 1 aborted.;The virtual printer'\''s settings: die=start;What a print client reads of it:;  ribbon level   nothing;  message        none;  sheet          nothing;  state reasons  none
---scheduler virtual-printer://test/?colour=red|1|private-scheduler: unknown key "colour" in the URI
-virtual-printer://test/ job|2|build/release/virtual-printer --help tells what a URI can say.
-'
-while IFS='|' read -r operands status told; do
-  [ -n "$status" ] || continue
+# what it is asked | its status | the lines that it tells at its end
+printer=virtual-printer://test/
+learn='What the scheduler would learn:'
+read='What a print client reads of it:'
+settings="The virtual printer's settings:"
+while IFS='|' read -r operands status end; do
   read -ra words <<<"$operands"
-  output=$(script/demo "${words[@]}" 2>&1)
-  ended=$?
-  told=$(tr ';' '\n' <<<"$told")
-  if [ "$ended" != "$status" ] || [ "$(tail -n "$(wc -l <<<"$told")" <<<"$output")" != "$told" ]; then
+  told=$(script/demo "${words[@]}" 2>&1)
+  told="$?|$(xargs -d '\n' <<<"$told" | tr -s ' ')"
+  if [[ $told != "$status|"*"$end" ]]; then
     failed=$((failed + 1))
-    echo "FAILED: script/demo $operands ended with $ended:"
-    echo "$output"
+    printf 'FAILED: script/demo %s\n%s\n' "$operands" "$told"
   fi
-done <<<"$runs"
-if [ -n "$(ls -A "$TMPDIR")" ]; then
-  failed=$((failed + 1))
-  echo "FAILED: script/demo left in its folder: $(ls -A "$TMPDIR")"
-fi
-echo "What script/demo tells is right but for $failed faults."
-[ "$failed" -eq 0 ]
+done <<END
+|0|$learn ribbon level 30 % message Ink Ribbon = 120 / 400 sheet 13x18(5x7″) state reasons com.corvantide-error0001
+$printer?silence=0&sheet=0f|0|$learn ribbon level not known, for want of an answer message none sheet 00 state reasons com.corvantide-error0023
+$printer?remaining=65535&sheet=ff|0|$learn ribbon level not known to the printer message none sheet nothing state reasons none
+$printer?colour=red|1|ERROR: virtual-printer: unknown key "colour" in the URI
+$printer job|2|build/release/virtual-printer --help tells what a URI can say.
+--scheduler $printer?error=090202 usb|0|Job 1 completed. $settings error=090202 $read ribbon level 30 % message Ink Ribbon = 120 / 400 sheet 13x18(5x7″) state reasons com.corvantide-error0002
+--scheduler $printer?die=start|1|Job 1 aborted. $settings die=start $read ribbon level nothing message none sheet nothing state reasons none
+--scheduler $printer?colour=red|1|private-scheduler: unknown key "colour" in the URI
+END
+left=$(ls -A "$TMPDIR")
+[ -z "$left" ] || echo "FAILED: script/demo left in its folder: $left"
+echo "script/demo: $failed failed"
+[ "$failed$left" = 0 ]

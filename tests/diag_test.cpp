@@ -45,7 +45,7 @@ TEST(ToString, NamesWhatTheHeadersName) {
             "cups_cspace_e(31) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(47) ");
   EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_DEVICE", 47, 63),
             "cups_cspace_e(47) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(63) ");
-  EXPECT_EQ(names<cups_orient_e>("", INT_MIN, INT_MIN), "cups_orient_e(-2147483648) ");
+  EXPECT_EQ(names<cups_cspace_e>("", INT_MIN, INT_MIN), "cups_cspace_e(-2147483648) ");
 }
 
 TEST(ToString, EachOverloadKeepsItsLatestFallback) {

@@ -8,18 +8,13 @@
 #include <cstring>
 #include <string>
 
-namespace {
-
 // Of this priority, it comes before GoogleTest's own objects are made.
-__attribute__((constructor(101))) void forget_settings() {
+__attribute__((constructor(101))) static void forget_settings() {
   for (char** entry = environ; *entry != nullptr;) {
     const std::string name(*entry, std::strcspn(*entry, "="));
-    if (name.rfind("GTEST_", 0) == 0) {
-      unsetenv(name.c_str());  // the next entry takes its place
-    } else {
+    if (name.rfind("GTEST_", 0) != 0)
       ++entry;
-    }
+    else
+      unsetenv(name.c_str());  // the next entry takes its place
   }
 }
-
-}  // namespace

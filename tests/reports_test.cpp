@@ -52,20 +52,14 @@ std::string update(unsigned code) {
 }
 
 TEST(UpdatePrinterState, KnowsEveryCode) {
-  std::istringstream codes(
-      "000000 0 060202 1 090202 2 030101 3 080101 4 050202 5 020202 6 040304 7 070303 8 "
-      "200707 9 210707 9 220707 9 230707 9 240707 9 250707 9 260707 9 270707 9 280707 9 290707 9 "
-      "0a0505 10 0b0507 11 300907 12 310907 13 32090f 13 33090f 13 340907 13 36090f 13 37090f 13 "
-      "3a0a0f 14 3b0a0f 14 3c0a0f 14 3d0a0f 14 3e0a0f 14 3f0a0f 14 400e0f 14 0c0f00 18 010606 20 "
-      "0d0807 21 0e0807 21 0f0807 21 100808 22 110606 24");
-  int count = 0;
-  unsigned reason = 0;
-  for (unsigned code = 0; codes >> std::hex >> code >> std::dec >> reason; ++count) {
-    EXPECT_EQ(update(code), state_lines(static_cast<int>(reason)));
+  std::istringstream codes(CODES);
+  unsigned code = 0;
+  for (int reason = 0; codes >> std::hex >> code >> std::dec >> reason;) {
+    EXPECT_EQ(update(code), state_lines(reason));
     for (const unsigned changed : {0x010000U, 0x000100U, 0x000001U})  // two bytes do not do
       EXPECT_EQ(update(code ^ (changed << 6)).find("DEBUG: encountered undefined error"), 0U);
   }
-  EXPECT_EQ(count, 42);
+  EXPECT_TRUE(codes.eof()) << CODES;
 }
 
 TEST(UpdatePrinterState, TellsWhatItCannotName) {

@@ -7,88 +7,76 @@
 
 namespace {
 
-// The precision of each text is its field's size: nothing is read past a field without a NUL.
+// A line of each kind of value. A header can fill the field of a text without a NUL: nothing is
+// read past it.
+void text(const char* field, const char (&value)[64], const char* meaning) {
+  std::fprintf(stderr, "__%s=%.64s        /* %s */\n", field, value, meaning);
+}
+
+void number(const char* field, unsigned value, const char* meaning) {
+  std::fprintf(stderr, "__%s=%d        /* %s */\n", field, static_cast<int>(value), meaning);
+}
+
+void pair(const char* field, const unsigned* values, const char* meaning) {
+  std::fprintf(stderr, "__%s=(%d,%d)        /* %s */\n", field, static_cast<int>(values[0]),
+               static_cast<int>(values[1]), meaning);
+}
+
+template <typename Value>
+void name(const char* field, Value value, const char* meaning) {
+  std::fprintf(stderr, "__%s=%s        /* %s */\n", field, to_string(value), meaning);
+}
+
 void dump_strings(const cups_page_header_s& header) {
   std::fprintf(stderr, "Standard Page Device Dictionary String Values\n");
-  std::fprintf(stderr, "__MediaClass=%.64s        /* MediaClass string */\n", header.MediaClass);
-  std::fprintf(stderr, "__MediaColor=%.64s        /* MediaColor string */\n", header.MediaColor);
-  std::fprintf(stderr, "__MediaType=%.64s        /* MediaType string */\n", header.MediaType);
-  std::fprintf(stderr, "__OutputType=%.64s        /* OutputType string */\n", header.OutputType);
+  text("MediaClass", header.MediaClass, "MediaClass string");
+  text("MediaColor", header.MediaColor, "MediaColor string");
+  text("MediaType", header.MediaType, "MediaType string");
+  text("OutputType", header.OutputType, "OutputType string");
 }
 
 void dump_integers(const cups_page_header_s& header) {
   std::fprintf(stderr, "Standard Page Device Dictionary Integer Values\n");
-  std::fprintf(stderr, "__AdvanceDistance=%d        /* AdvanceDistance value in points */\n",
-               header.AdvanceDistance);
-  std::fprintf(stderr, "__AdvanceMedia=%s        /* AdvanceMedia value (@link cups_adv_t@) */\n",
-               to_string(header.AdvanceMedia));
-  std::fprintf(stderr, "__Collate=%s        /* Collated copies value */\n",
-               to_string(header.Collate));
-  std::fprintf(stderr, "__CutMedia=%s        /* CutMedia value (@link cups_cut_t@) */\n",
-               to_string(header.CutMedia));
-  std::fprintf(stderr, "__Duplex=%s        /* Duplexed (double-sided) value */\n",
-               to_string(header.Duplex));
-  std::fprintf(stderr, "__HWResolution=(%d,%d)        /* Resolution in dots-per-inch */\n",
-               header.HWResolution[0], header.HWResolution[1]);
-  std::fprintf(stderr,
-               "__ImagingBoundingBox=(%d,%d)        /* Pixel region that is painted (points, left, "
-               "bottom, right, top) */\n",
-               header.ImagingBoundingBox[0], header.ImagingBoundingBox[1]);
-  std::fprintf(stderr, "__InsertSheet=%s        /* InsertSheet value */\n",
-               to_string(header.InsertSheet));
-  std::fprintf(stderr, "__Jog=%s        /* Jog value (@link cups_jog_t@) */\n",
-               to_string(header.Jog));
-  std::fprintf(stderr, "__LeadingEdge=%s        /* LeadingEdge value (@link cups_edge_t@) */\n",
-               to_string(header.LeadingEdge));
-  std::fprintf(stderr, "__Margins=(%d,%d)        /* Lower-lefthand margins in points */\n",
-               header.Margins[0], header.Margins[1]);
-  std::fprintf(stderr, "__ManualFeed=%s        /* ManualFeed value */\n",
-               to_string(header.ManualFeed));
-  std::fprintf(stderr, "__MediaPosition=%d        /* MediaPosition value */\n",
-               header.MediaPosition);
-  std::fprintf(stderr, "__MediaWeight=%d        /* MediaWeight value in grams/m^2 */\n",
-               header.MediaWeight);
-  std::fprintf(stderr, "__MirrorPrint=%s        /* MirrorPrint value */\n",
-               to_string(header.MirrorPrint));
-  std::fprintf(stderr, "__NegativePrint=%s        /* NegativePrint value */\n",
-               to_string(header.NegativePrint));
-  std::fprintf(stderr, "__NumCopies=%d        /* Number of copies to produce */\n",
-               header.NumCopies);
-  std::fprintf(stderr, "__Orientation=%s        /* Orientation value (@link cups_orient_t@) */\n",
-               to_string(header.Orientation));
-  std::fprintf(stderr, "__OutputFaceUp=%s        /* OutputFaceUp value */\n",
-               to_string(header.OutputFaceUp));
-  std::fprintf(stderr, "__PageSize=(%d,%d)        /* Width and length of page in points */\n",
-               header.PageSize[0], header.PageSize[1]);
-  std::fprintf(stderr, "__Separations=%s        /* Separations value */\n",
-               to_string(header.Separations));
-  std::fprintf(stderr, "__TraySwitch=%s        /* TraySwitch value */\n",
-               to_string(header.TraySwitch));
-  std::fprintf(stderr, "__Tumble=%s        /* Tumble value */\n", to_string(header.Tumble));
+  number("AdvanceDistance", header.AdvanceDistance, "AdvanceDistance value in points");
+  name("AdvanceMedia", header.AdvanceMedia, "AdvanceMedia value (@link cups_adv_t@)");
+  name("Collate", header.Collate, "Collated copies value");
+  name("CutMedia", header.CutMedia, "CutMedia value (@link cups_cut_t@)");
+  name("Duplex", header.Duplex, "Duplexed (double-sided) value");
+  pair("HWResolution", header.HWResolution, "Resolution in dots-per-inch");
+  pair("ImagingBoundingBox", header.ImagingBoundingBox,
+       "Pixel region that is painted (points, left, bottom, right, top)");
+  name("InsertSheet", header.InsertSheet, "InsertSheet value");
+  name("Jog", header.Jog, "Jog value (@link cups_jog_t@)");
+  name("LeadingEdge", header.LeadingEdge, "LeadingEdge value (@link cups_edge_t@)");
+  pair("Margins", header.Margins, "Lower-lefthand margins in points");
+  name("ManualFeed", header.ManualFeed, "ManualFeed value");
+  number("MediaPosition", header.MediaPosition, "MediaPosition value");
+  number("MediaWeight", header.MediaWeight, "MediaWeight value in grams/m^2");
+  name("MirrorPrint", header.MirrorPrint, "MirrorPrint value");
+  name("NegativePrint", header.NegativePrint, "NegativePrint value");
+  number("NumCopies", header.NumCopies, "Number of copies to produce");
+  name("Orientation", header.Orientation, "Orientation value (@link cups_orient_t@)");
+  name("OutputFaceUp", header.OutputFaceUp, "OutputFaceUp value");
+  pair("PageSize", header.PageSize, "Width and length of page in points");
+  name("Separations", header.Separations, "Separations value");
+  name("TraySwitch", header.TraySwitch, "TraySwitch value");
+  name("Tumble", header.Tumble, "Tumble value");
 }
 
 void dump_cups_values(const cups_page_header_s& header) {
   std::fprintf(stderr, "CUPS Page Device Dictionary Values\n");
-  std::fprintf(stderr, "__cupsWidth=%d        /* Width of page image in pixels */\n",
-               header.cupsWidth);
-  std::fprintf(stderr, "__cupsHeight=%d        /* Height of page image in pixels */\n",
-               header.cupsHeight);
-  std::fprintf(stderr, "__cupsMediaType=%d        /* Media type code */\n", header.cupsMediaType);
-  std::fprintf(stderr, "__cupsBitsPerColor=%d        /* Number of bits for each color */\n",
-               header.cupsBitsPerColor);
-  std::fprintf(stderr, "__cupsBitsPerPixel=%d        /* Number of bits for each pixel */\n",
-               header.cupsBitsPerPixel);
-  std::fprintf(stderr, "__cupsBytesPerLine=%d        /* Number of bytes per line */\n",
-               header.cupsBytesPerLine);
-  std::fprintf(stderr, "__cupsColorOrder=%s        /* Order of colors */\n",
-               to_string(header.cupsColorOrder));
-  std::fprintf(stderr, "__cupsColorSpace=%s        /* True colorspace */\n",
-               to_string(header.cupsColorSpace));
-  std::fprintf(stderr, "__cupsCompression=%d        /* Device compression to use */\n",
-               header.cupsCompression);
-  std::fprintf(stderr, "__cupsRowCount=%d        /* Rows per band */\n", header.cupsRowCount);
-  std::fprintf(stderr, "__cupsRowFeed=%d        /* Feed between bands */\n", header.cupsRowFeed);
-  std::fprintf(stderr, "__cupsRowStep=%d        /* Spacing between lines */\n", header.cupsRowStep);
+  number("cupsWidth", header.cupsWidth, "Width of page image in pixels");
+  number("cupsHeight", header.cupsHeight, "Height of page image in pixels");
+  number("cupsMediaType", header.cupsMediaType, "Media type code");
+  number("cupsBitsPerColor", header.cupsBitsPerColor, "Number of bits for each color");
+  number("cupsBitsPerPixel", header.cupsBitsPerPixel, "Number of bits for each pixel");
+  number("cupsBytesPerLine", header.cupsBytesPerLine, "Number of bytes per line");
+  name("cupsColorOrder", header.cupsColorOrder, "Order of colors");
+  name("cupsColorSpace", header.cupsColorSpace, "True colorspace");
+  number("cupsCompression", header.cupsCompression, "Device compression to use");
+  number("cupsRowCount", header.cupsRowCount, "Rows per band");
+  number("cupsRowFeed", header.cupsRowFeed, "Feed between bands");
+  number("cupsRowStep", header.cupsRowStep, "Spacing between lines");
 }
 
 }  // namespace

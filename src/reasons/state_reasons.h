@@ -12,5 +12,6 @@ void update_printer_state(const PrinterState& state);
 
 // Writes a "STATE: -" line for every reason, ours or not, that the printing system lists for the
 // default destination. Nothing is reported to the caller: without a default destination a debug
-// line says so, and one that lists no reasons has none removed.
+// line says so, and one that lists no reasons has none removed. No command of the filter calls it:
+// it is for a caller that starts over, as a driver does after its printer was changed.
 void clean_printer_state();
