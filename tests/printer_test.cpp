@@ -79,15 +79,14 @@ TEST(Printer, RepliesInItsOwnTime) {
 }
 
 TEST(Printer, RepliesWithItsSettings) {
-  std::string text;
-  captured_stderr([&text] {
+  captured_stderr([] {
     Printer printer = printer_of("?error=0a0b0c&sheet=0d&total=258&remaining=772");
     printer.Receive("\x1bV21", 4, Time());
-    text = PrinterInfo::Parse(reinterpret_cast<const char*>(printer.Take(Time()).data)).to_string();
+    const auto* reply = reinterpret_cast<const char*>(printer.Take(Time()).data);
+    const PrinterInfo info = PrinterInfo::Parse(reply);
+    EXPECT_EQ(info.GetPrinterState().to_string(), "0x0a,0x0b,0x0c");
+    EXPECT_EQ(info.GetPrinterLevels().to_string(), "ink ribbon 772 / 258 ink_sheet_type=0x0d");
   });
-  EXPECT_EQ(text,
-            "power_state=0x00 mech_state=[0x00,0x00] memory_state=0x00 error_info=[0x0a,0x0b,0x0c] "
-            "levels=[ink ribbon 772 / 258 ink_sheet_type=0x0d]");
 }
 
 TEST(Settings, RefuseInALineWhatTheyDoNotUnderstand) {

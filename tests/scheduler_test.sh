@@ -66,7 +66,7 @@ expect "no queue of a stranger's or of a refused printer's" "" "$(lpstat -e)"
 
 # queue | via | printer | commands | level | message | name | reasons | filter's end | job's end, where it is soon | what the log holds
 cases='
-good     |job           |                      |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|
+good     |job socket usb|                      |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|
 above    |job           |remaining=500&sheet=ff|both  |125|Ink Ribbon = 500 / 400|                         |    |no errors|completed|
 unknown  |job           |remaining=65535       |both  |-1 |                      |InkSheetType: 13x18(5x7″)|    |no errors|completed|
 keyword  |job           |error=3a0a0f          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0014|no errors|completed|
@@ -75,7 +75,7 @@ sheet-0f |job           |sheet=0f              |both  |30 |Ink Ribbon = 120 / 40
 nobidi-l |job           |bidi=no&error=060202  |levels|-2 |                      |InkSheetType: 00         |    |no errors|completed|
 nobidi-s |job           |bidi=no&error=060202  |status|   |                      |                         |0023|no errors|completed|
 chatter  |job           |chatter=yes           |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|virtual-printer: line 1000
-code     |socket usb    |error=060202          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0001|no errors|completed|virtual-printer: received 1b 56 32 31
+code     |socket usb    |error=060202          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0001|no errors|         |virtual-printer: received 1b 56 32 31
 asleep   |job socket usb|asleep=2              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |#retry_status=[wake_up=fulfilled(2/60)]
 pieces   |socket usb    |pieces=100&gap=300    |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |[STS] size=192
 longest  |socket usb    |extra=320             |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|         |[STS] size=512
