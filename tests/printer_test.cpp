@@ -94,8 +94,8 @@ TEST(Settings, RefuseInALineWhatTheyDoNotUnderstand) {
       "colour=red error=0602 error=06020g error=+60202 sheet=4 sheet=0x04 total=65536 remaining=-1 "
       "asleep= extra=321 silence=513 pieces=100,93 pieces=0 pieces=1, die=soon total=1&total=2 "
       "total=1&&sheet=04 total total=%31 total=1%00 total='1' bidi=yes drain=CUPS_SC_STATUS_OK "
-      "chatter=yes total=1&total=" +
-      std::string(1100, '0'));
+      "chatter=yes total=" +
+      std::string(1100, '0') + "x");
   for (std::string query; queries >> query;) {
     Settings settings;
     const std::string uri = "virtual-printer://test/?" + query;

@@ -165,7 +165,7 @@ listen_on() { # PORT
   IFS=:/ read -r _ _ _ address port _ <&"$output"
 }
 connect_to() { exec {line}<>"/dev/tcp/$1/$port"; }
-ask_at() { (connect_to "$1" && printf '\033V21' >&"$line" && head -c 192 <&"$line" | od -An -tx1 -j5 -N1); }
+ask_at() { (connect_to "$1" && printf '\033V21' >&"$line" && timeout 5 head -c 192 <&"$line" | od -An -tx1 -j5 -N1); }
 has_ended() { ! kill -0 "$printer"; }
 expect_end() { # WHAT SIGNAL
   kill -s "$2" "$printer"
@@ -179,7 +179,9 @@ expect "each connection meets the printer anew" "127.0.0.1  01  01" \
 expect "no other address answers" "" "$(ask_at 127.0.0.2 2>/dev/null)"
 expect "another printer on its port" "ERROR: virtual-printer: cannot listen on port $port" \
   "$("$VIRTUAL_PRINTER" --listen "$port" virtual-printer://test/ 2>&1 | sed 's/ of 127.*in use$//')"
-expect_end "Ctrl-C ends it" INT
+connect_to 127.0.0.1
+expect_end "Ctrl-C ends it amid a connection" INT
+exec {line}>&-
 listen_on "$port"
 expect "its port is free at once" "  01" " $(ask_at 127.0.0.1)"
 connect_to 127.0.0.1
