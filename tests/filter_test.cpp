@@ -149,7 +149,6 @@ std::vector<Run> runs() {
   ask("TwoPieces", "?extra=8&pieces=100,100", asked + answered(GOOD, 200), 0, replied(200, 200));
   ask("CompleteBeforeItsEnd", "?extra=108&pieces=192,108", asked + answered(GOOD), 0,
       replied(300, 300));
-  ask("LongerReply", "?extra=108", asked + answered(GOOD, 300), 0, replied(300, 300));
   ask("LongestReply", "?extra=320&pause=300", asked + answered(GOOD, 512), 0, replied(512, 512));
   ask("OneByteShort", "?silence=191", asked + unanswered(read_failed(-1)), 23, replied(191));
   for (const auto& [bidi, status] : {std::pair("empty", "OK(1)\n"), std::pair("long", "OK(1)\n"),
