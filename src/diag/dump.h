@@ -11,5 +11,5 @@ void dump_mem(const char* label, const void* data, int size);
 
 // Writes every field of a version 1 raster page header (cups/raster.h), one a line, without the
 // "DEBUG: " prefix. A text that fills its field is shown whole and not read past its end. The
-// filter has none to dump: this is for the drivers of such printers, which share this module.
+// filter has none to dump: this is for a driver to come, which would share this module.
 void dump(const cups_page_header_s* header);

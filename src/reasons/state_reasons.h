@@ -13,5 +13,5 @@ void update_printer_state(const PrinterState& state);
 // Writes a "STATE: -" line for every reason, ours or not, that the printing system lists for the
 // default destination. Nothing is reported to the caller: without a default destination a debug
 // line says so, and one that lists no reasons has none removed. No command of the filter calls it:
-// it is for a caller that starts over, as a driver does after its printer was changed.
+// it is for a caller to come that starts over, as where another printer took the place of one.
 void clean_printer_state();
