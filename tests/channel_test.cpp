@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -72,6 +73,9 @@ TEST(Filter, ProbesOnceForHalfAMinuteAndWakesThePrinterWhateverTheDrain) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
   EXPECT_EQ(printer.probes, 1);
   EXPECT_EQ(printer.pauses, 1);
+
+  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && filter_main(7, argv),
+              testing::ExitedWithCode(1), "fflush\\(\\) failed");
 }
 
 TEST(StatusQuery, AsksUntilThePrinterIsAwake) {

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "channel/printer_exchange.h"
 #include "channel/status_query.h"
@@ -127,7 +128,7 @@ int main(int argc, char* argv[]) {
 
   if (wr_esc_wakeup() != 0) {
     close_held(file);
-    return 1;
+    std::exit(1);
   }
 
   char directive[DIRECTIVE_SIZE];
