@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -17,24 +18,24 @@ std::string captured_stderr(Code code) {
 }
 
 // Every error code that has a row, with the number of its reason: kept apart from the filter's own
-// table, so that a slip in one shows.
-constexpr char CODES[] =
-    "000000 0 060202 1 090202 2 030101 3 080101 4 050202 5 020202 6 040304 7 070303 8 "
-    "200707 9 210707 9 220707 9 230707 9 240707 9 250707 9 260707 9 270707 9 280707 9 290707 9 "
-    "0a0505 10 0b0507 11 300907 12 310907 13 32090f 13 33090f 13 340907 13 36090f 13 37090f 13 "
-    "3a0a0f 14 3b0a0f 14 3c0a0f 14 3d0a0f 14 3e0a0f 14 3f0a0f 14 400e0f 14 0c0f00 18 010606 20 "
-    "0d0807 21 0e0807 21 0f0807 21 100808 22 110606 24";
+// table, so that a slip in that one shows.
+inline const std::map<unsigned, int> CODES = {
+    {0x000000, 0},  {0x060202, 1},  {0x090202, 2},  {0x030101, 3},  {0x080101, 4},  {0x050202, 5},
+    {0x020202, 6},  {0x040304, 7},  {0x070303, 8},  {0x200707, 9},  {0x210707, 9},  {0x220707, 9},
+    {0x230707, 9},  {0x240707, 9},  {0x250707, 9},  {0x260707, 9},  {0x270707, 9},  {0x280707, 9},
+    {0x290707, 9},  {0x0a0505, 10}, {0x0b0507, 11}, {0x300907, 12}, {0x310907, 13}, {0x32090f, 13},
+    {0x33090f, 13}, {0x340907, 13}, {0x36090f, 13}, {0x37090f, 13}, {0x3a0a0f, 14}, {0x3b0a0f, 14},
+    {0x3c0a0f, 14}, {0x3d0a0f, 14}, {0x3e0a0f, 14}, {0x3f0a0f, 14}, {0x400e0f, 14}, {0x0c0f00, 18},
+    {0x010606, 20}, {0x0d0807, 21}, {0x0e0807, 21}, {0x0f0807, 21}, {0x100808, 22}, {0x110606, 24}};
 
 // The "STATE: " lines of an update that adds the reason of this number, 0 for none.
 inline std::string state_lines(int added) {
   std::set<int> numbers = {23};  // no code's, but the fallback's
-  std::istringstream codes(CODES);
-  std::string code;
-  for (int number = 0; codes >> code >> number;) numbers.insert(number);
+  for (const auto& [code, number] : CODES) numbers.insert(number);
   std::ostringstream lines;
+  lines << std::setfill('0');
   const auto line = [&lines](char sign, int number) {
-    lines << "STATE: " << sign << "com.corvantide-error" << std::setw(4) << std::setfill('0')
-          << number << '\n';
+    lines << "STATE: " << sign << "com.corvantide-error" << std::setw(4) << number << '\n';
   };
   if (added != 0) line('+', added);
   for (const int number : numbers)
