@@ -125,7 +125,6 @@ int main(int argc, char* argv[]) {
   }
 
   const bool bidirectional = probe_bidirectional();
-
   if (wr_esc_wakeup() != 0) {
     close_held(file);
     std::exit(1);
