@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The filter as a process, beside the virtual printer.
+// The filter as a process, connected to the virtual printer.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -8,6 +9,7 @@
 
 #include <cstdio>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -15,19 +17,23 @@
 
 namespace {
 
-// What a shell command did. The printer's own lines of the shared log stand apart, without their
-// heads.
+// The result of a shell command. `printer` has the virtual printer's lines of the log, without
+// their prefix.
 struct Outcome {
   int status = 0;
   std::string out, log, printer;
 };
 
-// The log is a socket that keeps writes apart: each must be one whole line, so that no
-// neighbour's line can land inside it.
+// The log is a socket that preserves the boundaries of writes: each must be one whole line, so that
+// the line of another process cannot be inside it.
 Outcome shell(const std::string& command) {
   int log[2];
-  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, log), 0);
-  FILE* out = popen(("(" + command + ") 2>&" + std::to_string(log[1])).c_str(), "r");
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, log), 0);
+  const int saved_stderr = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  dup2(log[1], STDERR_FILENO);
+  FILE* out = popen(command.c_str(), "r");
+  dup2(saved_stderr, STDERR_FILENO);
+  close(saved_stderr);
   close(log[1]);
 
   Outcome outcome;
@@ -50,8 +56,8 @@ Outcome run(const std::string& query, const std::string& commands) {
                "' " FILTER " 1 user title 1 ''");
 }
 
-const std::string GOOD = std::string(3, '\0');
-const std::string DOOR = "\x06\x02\x02";
+const std::string NO_ERROR = std::string(3, '\0');
+const std::string ERROR_0001 = "\x06\x02\x02";
 
 const std::string NOT_BIDIRECTIONAL =
     "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O available! ";
@@ -81,7 +87,7 @@ std::string answered(const std::string& error, std::size_t size = 192,
                      const std::string& drained = "") {
   return query(drained + dump_lines("[STS]", reply_bytes(error, size)),
                "power_state=0x00 mech_state=[0x00,0x00] memory_state=0x00 error_info=[" +
-                   std::string(error == GOOD ? "GOOD" : "0x06,0x02,0x02") +
+                   std::string(error == NO_ERROR ? "GOOD" : "0x06,0x02,0x02") +
                    "] levels=[ink ribbon 120 / 400 ink_sheet_type=0x04]");
 }
 
@@ -97,7 +103,7 @@ const std::string LEVELS = marker_lines("ink ribbon 120 / 400 ink_sheet_type=0x0
                                         "Ink Ribbon = 120 / 400", "InkSheetType: 13x18(5x7\u2033)");
 const std::string NO_LEVELS = marker_lines("UNAVAILABLE", "-2", " ", "InkSheetType: 00");
 
-const std::string REFUSED = "ERROR: virtual-printer: ";
+const std::string ERROR = "ERROR: virtual-printer: ";
 const std::string WOKEN = "received 1b 45 57 55 (wake-up)\n";
 const std::string ASKED = "received 1b 56 32 31 (status request)\n";
 std::string replied(int sent = 192, int size = 192) {
@@ -116,8 +122,8 @@ std::vector<Run> runs() {
   std::vector<Run> all = {
       {"EmptyFile", "", "", 0, wake_up(), WOKEN},
       {"BothCommands", "?error=060202", "#CUPS-COMMAND\\nReportLevels\\nReportStatus\\n", 0,
-       wake_up() + command("ReportLevels", 2) + answered(DOOR) + LEVELS + state_lines(1) +
-           command("ReportStatus", 3) + answered(DOOR) + state_lines(1),
+       wake_up() + command("ReportLevels", 2) + answered(ERROR_0001) + LEVELS + state_lines(1) +
+           command("ReportStatus", 3) + answered(ERROR_0001) + state_lines(1),
        WOKEN + replied() + replied()},
       {"AnySpelling", "?bidi=no",
        "rEPORTsTATUS with a value\\r\\n# ReportLevels\\n\\n  Clean all\\nReportStatusX\\n"
@@ -146,19 +152,22 @@ std::vector<Run> runs() {
         {name, query, "ReportStatus", 0, exchange + state_lines(reason), WOKEN + printer});
   };
   const std::string asked = wake_up() + command("ReportStatus", 1);
-  ask("TwoPieces", "?extra=8&pieces=100,100", asked + answered(GOOD, 200), 0, replied(200, 200));
-  ask("CompleteBeforeItsEnd", "?extra=108&pieces=192,108", asked + answered(GOOD), 0,
+  ask("TwoPieces", "?extra=8&pieces=100,100", asked + answered(NO_ERROR, 200), 0,
+      replied(200, 200));
+  ask("CompleteBeforeItsEnd", "?extra=108&pieces=192,108", asked + answered(NO_ERROR), 0,
       replied(300, 300));
-  ask("LongestReply", "?extra=320&pause=300", asked + answered(GOOD, 512), 0, replied(512, 512));
+  ask("LongestReply", "?extra=320&pause=300", asked + answered(NO_ERROR, 512), 0,
+      replied(512, 512));
   ask("OneByteShort", "?silence=191", asked + unanswered(read_failed(-1)), 23, replied(191));
-  for (const auto& [bidi, status] : {std::pair("empty", "OK(1)\n"), std::pair("long", "OK(1)\n"),
-                                     std::pair("unknown", "NOT_IMPLEMENTED(7)\n")}) {
-    ask(std::string("Probe_") + bidi, std::string("?bidi=") + bidi,
-        NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_" + status + asked, 23, "");
+  for (const auto& [name, bidi, status] :
+       {std::tuple("ProbeEmpty", "empty", "OK(1)\n"), std::tuple("ProbeLong", "long", "OK(1)\n"),
+        std::tuple("ProbeNotImplemented", "not-implemented", "NOT_IMPLEMENTED(7)\n")}) {
+    ask(name, std::string("?bidi=") + bidi, NOT_BIDIRECTIONAL + "CUPS_SC_STATUS_" + status + asked,
+        23, "");
   }
   const std::string not_drained = drain("CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n");
-  ask("Drain", "?drain=CUPS_SC_STATUS_NOT_IMPLEMENTED",
-      wake_up(not_drained) + command("ReportStatus", 1) + answered(GOOD, 192, not_drained), 0,
+  ask("Drain", "?drain=not-implemented",
+      wake_up(not_drained) + command("ReportStatus", 1) + answered(NO_ERROR, 192, not_drained), 0,
       replied());
   return all;
 }
@@ -175,14 +184,14 @@ TEST_P(FilterRun, WritesExactly) {
 INSTANTIATE_TEST_SUITE_P(Filter, FilterRun, testing::ValuesIn(runs()),
                          [](const auto& test) { return test.param.name; });
 
-// Missing channels do not let the command file take their place, and nothing waits.
-TEST(Filter, CopesWithoutChannels) {
+// If a channel is missing, the filter must not use the command file's descriptor instead, nor wait.
+TEST(Filter, RunsWithoutChannels) {
   const Outcome without = shell("timeout 60 " FILTER " 1 2 3 4 5 /dev/null 3>&- 4>&-");
   EXPECT_EQ(without.status, 0);
   EXPECT_EQ(without.out, "\x1b\x45WU");
   EXPECT_EQ(without.log, NOT_BIDIRECTIONAL + TIMEOUT + wake_up(drain(TIMEOUT)));
 
-  // Of a file longer than what libcups reads at once, the rest would be taken for a reply.
+  // libcups reads only the start of this file at once; the rest could be taken for a reply.
   for (const std::string also : {"<&-", ""}) {
     const Outcome without_back_channel =
         shell("(echo ReportStatus; yes '#' | head -n 4000) | " PRINTER
@@ -194,11 +203,14 @@ TEST(Filter, CopesWithoutChannels) {
   }
 }
 
-// What is refused: the status, and what was written.
+// The exit status and all output of invalid command lines.
 TEST(CommandLine, EndsWithItsStatus) {
   const std::string run = PRINTER " --run virtual-printer://x/ ";
   const std::string usage =
       "1ERROR: Usage: ./commandtocorvantide job-id user title copies options [file]";
+  const std::string check = PRINTER " --check virtual-printer://x/?";
+  std::string longest = "'extra=320&pieces=1";
+  for (int i = 1; i < 512; ++i) longest += ",1";
   const std::pair<std::string, std::string> cases[] = {
       {run + FILTER, usage},
       {run + FILTER " 1 2 3 4", usage},
@@ -206,7 +218,17 @@ TEST(CommandLine, EndsWithItsStatus) {
       {run + FILTER " 1 2 3 4 5 /nowhere",
        "1ERROR: Unable to open command file - : No such file or directory\n"},
       {PRINTER " --run 'virtual-printer://x/?bidi=0' " FILTER " 1 2 3 4 5",
-       "1" + REFUSED + "\"bidi=0\" in the URI: expected yes, no, empty, long, unknown\n"},
+       "1" + ERROR + "\"bidi=0\" in the URI: expected yes, no, empty, long, not-implemented\n"},
+      {check + "error usb",
+       "1" + ERROR + "\"error\" in the URI: expected six hexadecimal digits\n"},
+      {check + "nochatter", "1" + ERROR + "\"nochatter\" in the URI: unknown setting\n"},
+      {check + "drain=ok socket",
+       "1" + ERROR + "\"drain=ok\" in the URI: only for the backend of a job\n"},
+      {check + "pieces=100,93",
+       "1" + ERROR + "the pieces in the URI are 193 bytes of a reply of 192\n"},
+      {check + longest + "' usb",
+       "1" + ERROR + "the settings in the URI are longer than a USB serial number, 126 bytes\n"},
+      {check + longest + "&chatter=no'", "0"},
   };
   for (const auto& [command, end] : cases) {
     const Outcome outcome = shell(command);

@@ -1,8 +1,9 @@
 #!/bin/bash
-# What a client reads under a real scheduler, and jobs that go wrong.
-# Run it as: script/private-scheduler run tests/scheduler_test.sh
+# Tests the filter under a real scheduler: what a client reads, and jobs that fail.
+# Usage: script/private-scheduler run tests/scheduler_test.sh
 set -uo pipefail
-scheduler=$(dirname "$(readlink -f "$0")")/../script/private-scheduler
+project=$(dirname "$(readlink -f "$0")")/..
+scheduler=$project/script/private-scheduler ppd=$project/share/corvantide-ribbon.ppd
 passed=0 failed=0
 
 expect() { # WHAT EXPECTED ACTUAL
@@ -14,11 +15,10 @@ expect() { # WHAT EXPECTED ACTUAL
   fi
 }
 
-# The attributes of a report: level, message, name, and the numbers of the reasons that hold.
-# Without a level, those of a queue that has no report of its markers yet.
-report() {
+# The attributes of a queue. Without a level, it has had no report of its marker.
+report() { # LEVEL MESSAGE NAME NUMBERS-OF-REASONS
   echo "printer-state-reasons=${4:-none}" | sed 's/\<\([0-9]\{4\}\)\>/com.corvantide-error\1/g'
-  if [ -n "$1" ]; then
+  if [ "$1" != none ]; then
     printf 'marker-%s\n' 'colors=#00FF00' "levels=$1" "message=$2" "names=$3" 'types=ink-ribbon'
   fi
 }
@@ -27,46 +27,58 @@ submit() { # QUEUE COMMAND...
   "$scheduler" submit "$1" <(printf '%s\n' '#CUPS-COMMAND' "${@:2}")
 }
 
-# The filter's file is left out: an ordinary user cannot give it to root, as the check wants.
-expect "the sample PPD" "$PPD: PASS" "$(cupstestppd -I filters "$PPD")"
-expect "nobody else gets in" 700 "$(stat -c %a "$PRIVATE_SCHEDULER")"
-expect "a refused printer" "private-scheduler: \"bidi\" in the URI is for a job's back end only" \
+# If the text does not come, the comparison that follows fails.
+wait_for_log() { # JOB TEXT
+  local deadline=$((SECONDS + 120))
+  until [[ $("$scheduler" log "$1" 2>&1) == *"$2"* || $SECONDS -ge $deadline ]]; do sleep 0.1; done
+}
+
+# Without the check of the filter's file, which would have to be owned by root.
+expect "the sample PPD" "$ppd: PASS" "$(cupstestppd -I filters "$ppd")"
+expect "the mode of the scheduler's directory" 700 "$(stat -c %a "$PRIVATE_SCHEDULER")"
+expect "a URI for another attachment" \
+  'ERROR: virtual-printer: "bidi=no" in the URI: only for the backend of a job' \
   "$("$scheduler" queue refused 'virtual-printer://test/?bidi=no' socket 2>&1)"
 
-exec {told}< <(exec "$VIRTUAL_PRINTER" --listen 0 virtual-printer://test/ 2>/dev/null)
-IFS=:/ read -r _ _ _ address port _ <&"$told"
-expect "a network printer answers" 192 \
-  "$(exec {line}<>"/dev/tcp/$address/$port" && printf '\033V21' >&"$line" && head -c 192 <&"$line" | wc -c)"
-kill -s INT $!
-wait $!
-expect "Ctrl-C ends it" 0 $?
+exec {uri}< <(exec "$BUILD_DIR/virtual-printer" \
+  --listen 0 'virtual-printer://test/?pause=200' 2>/dev/null)
+IFS=:/ read -r _ _ _ _ port _ <&"$uri"
+expect "the address of a network printer" 0100007F \
+  "$(sed -n "s/.* \(.*\):$(printf %04X "$port") 00000000:0000 0A .*/\1/p" /proc/net/tcp)"
+# At the end of its input, this backend closes its writing side and waits for the printer to close.
+expect "bytes for a client that has closed its writing side" 192 \
+  "$(DEVICE_URI="socket://127.0.0.1:$port/?snmp=false" timeout 60 "$PRIVATE_SCHEDULER/lib/socket" \
+    1 user title 1 '' <(printf '\033V21') 3>&1 4</dev/null >/dev/null 2>&1 | wc -c)"
+kill $!
 
-# queue | via | printer | commands | level | message | name | reasons | filter's end | job's end, where it is sure | what the log holds
+# An empty cell means the default in parentheses:
+# queue | attached through | settings | level (30) | reasons (none) | text in the log |
+#   state of the job (completed) | commands (both) | exit of the filter (no errors) | message |
+#   sheet
 cases='
-good     |job socket usb|                      |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|
-above    |job           |remaining=500&sheet=ff|both  |125|Ink Ribbon = 500 / 400|                         |    |no errors|completed|
-unknown  |job           |remaining=65535       |both  |-1 |                      |InkSheetType: 13x18(5x7″)|    |no errors|completed|
-keyword  |job           |error=3a0a0f          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0014|no errors|completed|
-undefined|job           |error=060203          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0023|no errors|completed|encountered undefined error number (0x06,0x02,0x03)
-sheet-0f |job           |sheet=0f              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 15x20(6x8″)|    |no errors|completed|ink_sheet_type=0x0f
-nobidi-l |job           |bidi=no&error=060202  |levels|-2 |                      |InkSheetType: 00         |    |no errors|completed|
-nobidi-s |job           |bidi=no&error=060202  |status|   |                      |                         |0023|no errors|completed|
-chatter  |job           |chatter=yes           |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|virtual-printer: line 1000
-code     |socket usb    |error=060202          |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|0001|no errors|completed|virtual-printer: received 1b 56 32 31
-asleep   |job socket usb|asleep=2              |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|#retry_status=[wake_up=fulfilled(2/60)]
-pieces   |socket usb    |pieces=100&gap=300    |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|[STS] size=192
-longest  |socket usb    |extra=320             |both  |30 |Ink Ribbon = 120 / 400|InkSheetType: 13x18(5x7″)|    |no errors|completed|[STS] size=512
-silent   |job socket usb|silence=0             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|completed|cupsBackChannelRead() failed. ret=-1
-die-start|job           |die=start             |both  |   |                      |                         |    |status 1 |aborted  |
-die-awake|job           |die=wake-up           |both  |-2 |                      |InkSheetType: 00         |0023|no errors|aborted  |fflush() failed.
-die-awake|socket usb    |die=wake-up           |both  |-2 |                      |InkSheetType: 00         |0023|no errors|         |Unable to
-die-reply|job           |die=reply             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|aborted  |cupsBackChannelRead() failed. ret=0
-die-reply|socket usb    |die=reply             |both  |-2 |                      |InkSheetType: 00         |0023|no errors|         |96 bytes of back-channel data
+good     |job socket usb|
+above    |job           |remaining=500&sheet=ff|125 |    ||||     |Ink Ribbon = 500 / 400|blank
+unknown  |job           |remaining=65535       |-1  |
+keyword  |job           |error=3a0a0f          |    |0014
+undefined|job           |error=060203          |    |0023|encountered undefined error number (0x06,0x02,0x03)
+sheet-0f |job           |sheet=0f              |    |    |ink_sheet_type=0x0f|||||InkSheetType: 15x20(6x8″)
+nobidi-l |job           |bidi=no&error=060202  |-2  |    ||       |ReportLevels
+nobidi-s |job           |bidi=no&error=060202  |none|0023||       |ReportStatus
+chatter  |job           |chatter=yes           |    |    |virtual-printer: line 1000
+code     |socket usb    |error=060202          |    |0001|virtual-printer: received 1b 56 32 31
+asleep   |job socket usb|asleep=2              |    |    |#retry_status=[wake_up=fulfilled(2/60)]
+pieces   |socket usb    |pieces=100&gap=300    |    |    |[STS] size=192
+longest  |socket usb    |extra=320             |    |    |[STS] size=512
+silent   |job socket usb|silence=0             |-2  |0023|cupsBackChannelRead() failed. ret=-1
+die-start|job           |die=start             |none|    ||aborted||stopped with status 1.
+die-awake|job           |die=wake-up           |-2  |0023|fflush() failed.|aborted
+die-awake|socket usb    |die=wake-up           |-2  |0023|Unable to|any
+die-reply|job           |die=reply             |-2  |0023|cupsBackChannelRead() failed. ret=0|aborted
+die-reply|socket usb    |die=reply             |-2  |0023|96 bytes of back-channel data|any
 '
 each_case() {
   local name vias via
-  while IFS='|' read -r name vias query file level message sheet reasons filter_end job_end log; do
-    read -r level <<<"$level"
+  while IFS='|' read -r name vias settings level reasons text state commands exit message sheet; do
     for via in $vias; do
       queue=$name-$via
       "$1"
@@ -74,53 +86,62 @@ each_case() {
   done < <(sed 's/ *|/|/g' <<<"$cases")
 }
 
-declare -A job words=([both]='ReportLevels ReportStatus' [levels]=ReportLevels [status]=ReportStatus)
+declare -A job
 submit_case() {
-  "$scheduler" queue "$queue" "virtual-printer://test/${query:+?$query}" "$via"
-  # shellcheck disable=SC2086  # a command each
-  job[$queue]=$(submit "$queue" ${words[$file]})
+  "$scheduler" queue "$queue" "virtual-printer://test/${settings:+?$settings}" "$via"
+  # shellcheck disable=SC2086  # one command a word
+  job[$queue]=$(submit "$queue" ${commands:-ReportLevels ReportStatus})
 }
 check_case() {
-  local end lines
+  local end log
   end=$("$scheduler" wait "${job[$queue]}")
-  expect "$queue: how its job ends" "${job[$queue]} ${job_end:-${end#* }}" "$end"
-  lines=$("$scheduler" log "${job[$queue]}")
-  expect "$queue: how the filter ends" "$filter_end" \
-    "$(sed -n 's/.*commandtocorvantide) \(exited\|stopped\|crashed\) \(with\|on\) \(.*\)\./\3/p' <<<"$lines")"
-  expect "$queue: its log has \"$log\"" 0 "$(grep -qF -- "$log" <<<"$lines"; echo $?)"
+  [ "$state" = any ] || expect "$queue: its job" "${job[$queue]} ${state:-completed}" "$end"
+  log=$("$scheduler" log "${job[$queue]}")
+  expect "$queue: exit of the filter" "${exit:-exited with no errors.}" \
+    "$(sed -n 's/.*commandtocorvantide) //p' <<<"$log")"
+  expect "$queue: its log has \"$text\"" 0 "$(grep -qF -- "$text" <<<"$log"; echo $?)"
+  case $level in
+    -1) : "${message:=blank}" ;;
+    -2) : "${message:=blank}" "${sheet:=InkSheetType: 00}" ;;
+    *) : "${message:=Ink Ribbon = 120 / 400}" ;;
+  esac
+  : "${sheet:=InkSheetType: 13x18(5x7″)}"
   expect "$queue: what a client reads" \
-    "$(report "$level" "${message:- }" "${sheet:- }" "$reasons")" "$("$scheduler" attributes "$queue")"
+    "$(report "${level:-30}" "${message/#blank/ }" "${sheet/#blank/ }" "$reasons")" \
+    "$("$scheduler" attributes "$queue")"
 }
 each_case submit_case
 each_case check_case
-# Beside a back end that logs without pause, the log is that of a run without a scheduler.
+# With a backend that logs without pause, the log is that of a run without a scheduler.
 alone=$(printf '%s\n' '#CUPS-COMMAND' ReportLevels ReportStatus |
-  "$VIRTUAL_PRINTER" --run virtual-printer://test/ "$FILTER" 1 2 3 4 5 2>&1 |
+  "$BUILD_DIR/virtual-printer" --run virtual-printer://test/ "$FILTER" 1 2 3 4 5 2>&1 |
   sed '/virtual-printer: /d; s/^DEBUG: //; s/"/\\"/g')
 others='^virtual-printer: \|^PID [0-9]* (\|^time-at-\|^Job completed\|oading.*\.\.\.$'
 expect "chatter: lines whole and in order" "$alone" \
   "$("$scheduler" log "${job[chatter-job]}" | sed '1,/^Started backend/d' | grep -v "$others")"
 
-# One queue through all kinds of state: the vendor's reasons always match, and another's stays.
-"$scheduler" queue turns virtual-printer://test/
-lpadmin -p turns -o printer-state-reasons=media-low-warning
-turns='error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8:'
-for turn in $turns die=wake-up:0023 error=110606:0024; do
-  query=${turn%:*} reason=${turn#*:}
-  "$scheduler" queue turns "virtual-printer://test/?$query"
-  "$scheduler" wait "$(submit turns ReportStatus)" >/dev/null
-  expect "the reasons after $query" "$(report "" "" "" "media-low-warning${reason:+,$reason}")" \
-    "$("$scheduler" attributes turns | grep reasons)"
+# One queue, with one state of the printer after another: the vendor's reasons always match the
+# printer, and a reason of another vendor stays.
+"$scheduler" queue states virtual-printer://test/
+lpadmin -p states -o printer-state-reasons=media-low-warning
+for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8: \
+  die=wake-up:0023 error=110606:0024; do
+  settings=${state%:*} reason=${state#*:}
+  "$scheduler" queue states "virtual-printer://test/?$settings"
+  "$scheduler" wait "$(submit states ReportStatus)" >/dev/null
+  expect "the reasons after $settings" \
+    "$(report none "" "" "media-low-warning${reason:+,$reason}")" \
+    "$("$scheduler" attributes states | grep reasons)"
 done
 
-# A job cancelled amid a query that never ends: the filter goes when it is told to, and is not killed.
+# A job is cancelled during a query that never ends: SIGTERM ends the filter, which is not killed.
 "$scheduler" queue sleeper 'virtual-printer://test/?asleep=1000'
 sleeper=$(submit sleeper ReportStatus)
-until [[ $("$scheduler" log "$sleeper" 2>&1) == *'retrying(1/60)'* ]]; do sleep 0.1; done
+wait_for_log "$sleeper" 'retrying(1/60)'
 cancel "$sleeper"
-until [[ $("$scheduler" log "$sleeper") == *commandtocorvantide\)\ * ]]; do sleep 0.1; done
+wait_for_log "$sleeper" 'commandtocorvantide) '
 expect "a cancelled job's filter" "was terminated normally with signal 15." \
   "$("$scheduler" log "$sleeper" | sed -n 's/.*commandtocorvantide) //p')"
-expect "a job is cancelled" "$sleeper canceled" "$("$scheduler" wait "$sleeper")"
+expect "a cancelled job" "$sleeper canceled" "$("$scheduler" wait "$sleeper")"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -20,15 +20,16 @@ constexpr double CHANNEL_TIMEOUT = 1.0;  // seconds
 
 class Job {
  public:
-  explicit Job(const Settings& settings) : traits(settings.job), printer(settings.printer) {
-    EndWithPrinter();
+  explicit Job(const Settings& settings) : backend(settings.backend), printer(settings.printer) {
+    ExitIfDead();
   }
 
-  // One turn of the loop, which chatter keeps turning; false once the input has ended.
+  // One pass of the main loop, which does not wait if the backend chatters. Returns false at the
+  // end of the input.
   bool Serve() {
     pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {side_channel, POLLIN, 0}};
-    if (traits.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
-    poll(fds, 2, traits.chatter ? 0 : milliseconds_until(printer.NextDue(), Clock::now()));
+    if (backend.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
+    poll(fds, 2, backend.chatter ? 0 : milliseconds_until(printer.NextDue(), Clock::now()));
     if (Clock::now() >= printer.NextDue()) SendPiece();
     if (!TakeInput()) return false;
     AnswerSideChannel(0);
@@ -36,20 +37,20 @@ class Job {
   }
 
  private:
-  const JobSettings& traits;
+  const BackendSettings& backend;
   Printer printer;
-  int side_channel = CUPS_SC_FD;  // -1 once nobody is at its other end
+  int side_channel = CUPS_SC_FD;  // -1 after the filter has closed its end
   unsigned lines = 0;             // of chatter
 
-  // Closes the input first, so that a filter that sees a channel end can no longer write either: at
-  // an exit the kernel closes in any order.
-  void EndWithPrinter() const {
+  // Closes the input first: a filter that sees the end of a channel must not be able to write, and
+  // on exit the kernel closes descriptors in any order.
+  void ExitIfDead() const {
     if (!printer.IsDead()) return;
     for (const int fd : {STDIN_FILENO, CUPS_SC_FD, BACK_CHANNEL_FD}) close(fd);
     _exit(1);
   }
 
-  // Takes all that has been written by now; false once the input has ended.
+  // Reads all input that is available. Returns false at its end.
   bool TakeInput() {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     char data[512];
@@ -57,11 +58,11 @@ class Job {
       const ssize_t size = read(STDIN_FILENO, data, sizeof data);
       if (size == 0) return false;
       if (size == -1) {
-        std::perror("ERROR: virtual-printer: cannot read what is printed");
+        std::perror("ERROR: virtual-printer: cannot read the print data");
         _exit(1);
       }
       printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
-      EndWithPrinter();
+      ExitIfDead();
     }
     return true;
   }
@@ -69,24 +70,25 @@ class Job {
   void SendPiece() {
     WaitUntilRead();
     const Piece piece = printer.Take(Clock::now());
-    if (piece.size > 0 && fcntl(BACK_CHANNEL_FD, F_GETFD) != -1) {  // libcups would spin for ever
+    if (piece.size > 0 && fcntl(BACK_CHANNEL_FD, F_GETFD) != -1) {  // else libcups spins forever
       cupsBackChannelWrite(reinterpret_cast<const char*>(piece.data), piece.size, CHANNEL_TIMEOUT);
     }
     if (!printer.IsDead()) return;
     WaitUntilRead();
-    EndWithPrinter();
+    ExitIfDead();
   }
 
-  // So that pieces do not melt into one. The filter asks for a drain before it reads.
+  // Pieces are not coalesced. The filter asks for a drain before it reads.
   void WaitUntilRead() {
-    const Time give_up = Clock::now() + std::chrono::seconds(1);
+    const Time deadline = Clock::now() + std::chrono::seconds(1);
     int unread = 0;
-    while (ioctl(BACK_CHANNEL_FD, FIONREAD, &unread) == 0 && unread > 0 && Clock::now() < give_up) {
+    while (ioctl(BACK_CHANNEL_FD, FIONREAD, &unread) == 0 && unread > 0 &&
+           Clock::now() < deadline) {
       AnswerSideChannel(1);
     }
   }
 
-  // Answers a request that is there or comes within so many milliseconds.
+  // Answers a request that arrives within so many milliseconds.
   void AnswerSideChannel(int timeout) {
     pollfd side = {side_channel, POLLIN, 0};
     if (poll(&side, 1, timeout) <= 0) return;
@@ -98,11 +100,11 @@ class Job {
     if (cupsSideChannelRead(&request, &status, data, &size, 0.0) != 0) {
       side_channel = -1;
     } else if (request == CUPS_SC_CMD_GET_BIDI) {
-      cupsSideChannelWrite(request, traits.bidi.status, traits.bidi.data, traits.bidi.size,
+      cupsSideChannelWrite(request, backend.bidi.status, backend.bidi.data, backend.bidi.size,
                            CHANNEL_TIMEOUT);
     } else if (request == CUPS_SC_CMD_DRAIN_OUTPUT) {
-      TakeInput();  // the end of the input can wait for the next turn
-      cupsSideChannelWrite(request, traits.drain, nullptr, 0, CHANNEL_TIMEOUT);
+      TakeInput();  // its end is handled in the next pass
+      cupsSideChannelWrite(request, backend.drain, nullptr, 0, CHANNEL_TIMEOUT);
     } else {
       cupsSideChannelWrite(request, CUPS_SC_STATUS_NOT_IMPLEMENTED, nullptr, 0, CHANNEL_TIMEOUT);
     }
@@ -112,7 +114,7 @@ class Job {
 }  // namespace
 
 void serve_job(const Settings& settings) {
-  std::signal(SIGPIPE, SIG_IGN);  // a filter may end before its replies are out
+  std::signal(SIGPIPE, SIG_IGN);  // the filter may exit before it has read all replies
   Job job(settings);
   while (job.Serve()) continue;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// virtual-printer: a ribbon photo printer that is not there, attached to a job or to the network.
+// virtual-printer: simulates a ribbon photo printer and its backend.
 #include <cups/backend.h>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "job.h"
 #include "network.h"
@@ -18,73 +18,82 @@
 
 namespace {
 
-// The status of a run whose output ends here.
-int end_output() {
+// The exit status of a run that printed to standard output.
+int flush_output() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
   std::perror("ERROR: virtual-printer: cannot write");
   return 1;
 }
 
-int help(std::FILE* out) {
-  std::fprintf(out,
-               "Usage: virtual-printer --run URI FILTER [ARG...]\n"
-               "       virtual-printer --listen PORT URI\n"
-               "       virtual-printer job-id user title copies options [file]\n"
-               "       virtual-printer\n"
-               "\n"
-               "A ribbon photo printer that is not there. The first form becomes FILTER, wired\n"
-               "to the printer as the scheduler would wire it. The second is a network printer\n"
-               "at a port of 127.0.0.1, 0 for a free one: it prints the device URI for lpadmin,\n"
-               "and ends at Ctrl-C. The third is a CUPS back end that takes the URI from\n"
-               "DEVICE_URI; the fourth lists its device.\n"
-               "\n"
-               "Example, in the folder of a build: a printer with an error that sleeps through\n"
-               "two replies:\n"
-               "  printf 'ReportLevels\\nReportStatus\\n' | ./virtual-printer --run \\\n"
-               "    'virtual-printer://here/?error=060202&asleep=2' \\\n"
-               "    ./commandtocorvantide 1 user title 1 ''\n"
-               "\n"
-               "The URI is virtual-printer://NAME/?KEY=VALUE&... with any of these keys:\n");
-  print_keys(out, false);
-  std::fprintf(out,
-               "and, but for --listen, these of the back end, which sends a piece only once\n"
-               "the one before has been read:\n");
-  print_keys(out, true);
-  return end_output();
-}
-
-// Where it has a device URI already, as one that is about to get a queue, it first looks at that.
-int list_device() {
-  Settings settings;
-  const char* device_uri = std::getenv("DEVICE_URI");
-  if (device_uri != nullptr && !parse_settings(device_uri, true, settings)) return 1;
+int help() {
   std::printf(
-      "direct virtual-printer://printer/ \"Corvantide Virtual\" \"Virtual ribbon photo "
-      "printer\"\n");
-  return end_output();
+      "Usage: virtual-printer --run URI FILTER [ARG...]\n"
+      "       virtual-printer --listen PORT URI\n"
+      "       virtual-printer --check URI [job|socket|usb]\n"
+      "       virtual-printer job-id user title copies options [file]\n"
+      "\n"
+      "Simulates a ribbon photo printer.\n"
+      "\n"
+      "  --run     executes FILTER, connected to a simulated printer as cupsd would.\n"
+      "  --listen  serves raw TCP on 127.0.0.1:PORT (0: any free port), prints the\n"
+      "            device URI, runs until Ctrl-C.\n"
+      "  --check   exits with status 1 if the URI is invalid for a printer behind the\n"
+      "            simulated backend (job) or CUPS's socket or usb backend.\n"
+      "\n"
+      "Without an option it is a CUPS backend, whose URI is in DEVICE_URI.\n"
+      "\n"
+      "Example, in the build directory, of a printer with an error that is asleep for\n"
+      "two replies:\n"
+      "  printf 'ReportLevels\\nReportStatus\\n' | ./virtual-printer --run \\\n"
+      "    'virtual-printer://x/?error=060202&asleep=2' \\\n"
+      "    ./commandtocorvantide 1 user title 1 ''\n"
+      "\n"
+      "URI is virtual-printer://NAME/?SETTING=VALUE&... with these settings, and their\n"
+      "defaults in parentheses. Of the printer:\n");
+  print_settings(stdout, false);
+  std::printf(
+      "Of the simulated backend, which sends a piece only after the filter has read\n"
+      "the one before:\n");
+  print_settings(stdout, true);
+  return flush_output();
 }
 
-bool take_place(int fd, int place) {
-  if (dup2(fd, place) != -1) return true;
-  std::perror("ERROR: virtual-printer: cannot wire a descriptor");
+int check(const char* uri, std::string_view via) {
+  constexpr struct {
+    std::string_view name;
+    Attachment attachment;
+  } ATTACHMENTS[] = {
+      {"job", Attachment::Job}, {"socket", Attachment::Socket}, {"usb", Attachment::Usb}};
+  Settings settings;
+  for (const auto& [name, attachment] : ATTACHMENTS)
+    if (name == via) return parse_settings(uri, attachment, settings) ? 0 : 1;
+  std::fprintf(stderr,
+               "ERROR: virtual-printer: a printer is attached through job, socket or usb\n");
+  return 1;
+}
+
+// Makes a descriptor the one that a process expects at `place`.
+bool move_descriptor(int fd, int place) {
+  if (fd == place) return true;
+  if (dup2(fd, place) != -1 && close(fd) == 0) return true;
+  std::perror("ERROR: virtual-printer: cannot move a descriptor");
   return false;
 }
 
-int run_back_end(const char* device_uri, const char* path) {
+int run_backend(const char* device_uri, const char* path) {
   Settings settings;
   if (device_uri == nullptr) {
-    std::fprintf(stderr,
-                 "ERROR: virtual-printer: a back end needs DEVICE_URI in its environment\n");
+    std::fprintf(stderr, "ERROR: virtual-printer: DEVICE_URI is not set in the environment\n");
     return CUPS_BACKEND_FAILED;
   }
-  if (!parse_settings(device_uri, true, settings)) return CUPS_BACKEND_FAILED;
+  if (!parse_settings(device_uri, Attachment::Job, settings)) return CUPS_BACKEND_FAILED;
   if (path != nullptr) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    const int file = open(path, O_RDONLY);
     if (file == -1) {
       std::perror("ERROR: virtual-printer: cannot open the file");
       return CUPS_BACKEND_FAILED;
     }
-    if (!take_place(file, STDIN_FILENO)) return CUPS_BACKEND_FAILED;
+    if (!move_descriptor(file, STDIN_FILENO)) return CUPS_BACKEND_FAILED;
   }
   serve_job(settings);
   return CUPS_BACKEND_OK;
@@ -97,7 +106,7 @@ int listen_on(const char* port_text, const char* uri) {
     return 1;
   }
   Settings settings;
-  if (!parse_settings(uri, false, settings)) return 1;
+  if (!parse_settings(uri, Attachment::Socket, settings)) return 1;
   const int server = open_network(port);
   if (server == -1) {
     std::fprintf(stderr, "ERROR: virtual-printer: cannot listen on port %u of 127.0.0.1: %s\n",
@@ -105,18 +114,18 @@ int listen_on(const char* port_text, const char* uri) {
     return 1;
   }
   std::printf("socket://127.0.0.1:%u/?snmp=false&waiteof=false\n", port);
-  if (end_output() != 0) return 1;
+  if (flush_output() != 0) return 1;
   serve_network(server, settings.printer);
 }
 
-// Becomes the filter, so that its status, its signals and its end are the caller's to see; the
-// printer lives in a child that ends when the filter does. The back channel is left blocking, as
-// a shell leaves it: a filter has to cope with either.
+// Executes the filter in this process, so that the caller sees its exit status and signals reach
+// it. The printer is a child that exits after the filter. The back channel is blocking, as in a
+// shell; the scheduler's is not, and a filter must support both.
 int run_filter(const char* uri, char** filter) {
   Settings settings;
-  if (!parse_settings(uri, true, settings)) return 1;
+  if (!parse_settings(uri, Attachment::Job, settings)) return 1;
 
-  // Occupies 0 to 4, so that no end of a channel is made where another one belongs.
+  // Opens 0 to 4, so that no channel is created on a descriptor that another one needs.
   int null = 0;
   while ((null = open("/dev/null", O_RDWR | O_CLOEXEC)) != -1 && null <= CUPS_SC_FD) continue;
 
@@ -125,7 +134,7 @@ int run_filter(const char* uri, char** filter) {
   int side[2];
   if (null == -1 || pipe2(data, O_CLOEXEC) != 0 || pipe2(back, O_CLOEXEC) != 0 ||
       socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, side) != 0) {
-    std::perror("ERROR: virtual-printer: cannot make the channels");
+    std::perror("ERROR: virtual-printer: cannot create the channels");
     return 1;
   }
 
@@ -135,30 +144,35 @@ int run_filter(const char* uri, char** filter) {
     return 1;
   }
   if (printer == 0) {
-    if (!take_place(data[0], 0) || !take_place(back[1], 3) || !take_place(side[1], 4)) return 1;
+    if (!move_descriptor(data[0], 0) || !move_descriptor(back[1], 3) ||
+        !move_descriptor(side[1], 4))
+      return 1;
     closefrom(CUPS_SC_FD + 1);
     serve_job(settings);
     return 0;
   }
-
-  if (!take_place(data[1], 1) || !take_place(back[0], 3) || !take_place(side[0], 4)) return 1;
+  if (!move_descriptor(data[1], 1) || !move_descriptor(back[0], 3) || !move_descriptor(side[0], 4))
+    return 1;
   std::signal(SIGPIPE, SIG_DFL);
   execvp(filter[0], filter);
-  std::perror("ERROR: virtual-printer: cannot run the filter");
+  std::perror("ERROR: virtual-printer: cannot execute the filter");
   return 127;
 }
 
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  if (argc == 1) return list_device();
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return help(stdout);
+  const std::string_view option = argc > 1 ? argv[1] : "";
+  if (argc == 2 && option == "--help") return help();
 
-  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);  // one write a line, in a log shared by a job
-  if (argc >= 4 && std::strcmp(argv[1], "--run") == 0) return run_filter(argv[2], argv + 3);
-  if (argc == 4 && std::strcmp(argv[1], "--listen") == 0) return listen_on(argv[2], argv[3]);
-  if ((argc == 6 || argc == 7) && argv[1][0] != '-')
-    return run_back_end(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
+  std::setvbuf(stderr, nullptr, _IOLBF,
+               BUFSIZ);  // one write a line: the processes of a job share it
+  if (argc >= 4 && option == "--run") return run_filter(argv[2], argv + 3);
+  if (argc == 4 && option == "--listen") return listen_on(argv[2], argv[3]);
+  if ((argc == 3 || argc == 4) && option == "--check")
+    return check(argv[2], argc == 4 ? argv[3] : "job");
+  if ((argc == 6 || argc == 7) && option.substr(0, 1) != "-")
+    return run_backend(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
 
   std::fprintf(stderr, "ERROR: virtual-printer: wrong arguments; try virtual-printer --help\n");
   return 1;

@@ -6,23 +6,23 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdint>
 
 #include "printer.h"
 
 namespace {
 
-// Serves a connection until either side closes it.
+// Serves a connection until it fails, or the client has closed its side and got all its replies.
 void serve_connection(int connection, const PrinterSettings& settings) {
   Printer printer(settings);
-  while (!printer.IsDead()) {
-    pollfd input = {connection, POLLIN, 0};
+  pollfd input = {connection, POLLIN, 0};
+  while (!printer.IsDead() && (input.fd != -1 || printer.NextDue() != Time::max())) {
     poll(&input, 1, milliseconds_until(printer.NextDue(), Clock::now()));
     if (input.revents != 0) {
       char data[512];
       const ssize_t size = read(connection, data, sizeof data);
-      if (size <= 0) return;
+      if (size == -1) return;
+      if (size == 0) input.fd = -1;  // poll ignores it
       printer.Receive(data, static_cast<std::size_t>(size), Clock::now());
     }
     const Piece piece = printer.Take(Clock::now());
@@ -35,7 +35,7 @@ void serve_connection(int connection, const PrinterSettings& settings) {
 int open_network(unsigned& port) {
   const int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (server == -1) return -1;
-  const int yes = 1;  // connections of an earlier run may still be dying away on the port
+  const int yes = 1;  // connections of an earlier run can be in TIME_WAIT
   setsockopt(server, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 
   sockaddr_in address = {};
@@ -54,8 +54,6 @@ int open_network(unsigned& port) {
 }
 
 void serve_network(int server, const PrinterSettings& settings) {
-  // There is nothing to tidy up: the kernel closes what is open, whatever is under way.
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, [](int) { _exit(0); });
   for (;;) {
     const int connection = accept4(server, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection == -1) continue;

@@ -9,31 +9,30 @@
 using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 
-// The bytes of a reply that the printer sends at once. They stay the printer's, and stand until it
-// is called again.
+// The bytes of a reply that the printer sends at once. The printer owns them; they are valid until
+// its next call.
 struct Piece {
   const unsigned char* data;
   std::size_t size;
 };
 
-// The printer, whatever it is attached through: bytes go in, pieces of replies come out. It holds
-// no descriptor, never waits, and is told the time by its caller. Logs what it receives and how it
-// replies.
+// The simulated printer, independent of its attachment: bytes go in, pieces of replies come out. It
+// opens no descriptor and never waits; the caller passes the time. It logs each command and reply.
 class Printer {
  public:
   explicit Printer(const PrinterSettings& printer_settings);
 
-  // Takes bytes that arrive now; a command may be split among calls.
+  // Receives bytes; a command may be split among calls.
   void Receive(const char* data, std::size_t size, Time now);
 
-  // When the next piece can be taken; Time::max() while none is to come.
+  // When the next piece is due; Time::max() if there is none.
   Time NextDue() const;
 
-  // Takes the next piece. Its size is 0 where none is due, and for a reply that is silent from its
-  // start.
+  // Returns the next piece. Its size is 0 if none is due, or if the reply has no bytes.
   Piece Take(Time now);
 
-  // Whether it is gone, as its settings have it. A dead printer takes and gives nothing.
+  // Whether the printer has disconnected, as its settings say. It then neither receives nor
+  // replies.
   bool IsDead() const;
 
  private:
@@ -45,10 +44,10 @@ class Printer {
   std::size_t command_size = 0;
   unsigned pending = 0;  // status requests whose replies have not ended
   unsigned replies = 0;  // begun
-  Time due;              // of the next piece, where a request is pending
+  Time due;              // of the next piece, if a request is pending
 
-  unsigned char reply[REPLY_SIZE_MAX];  // the one under way
-  std::size_t reply_end = 0;            // bytes that will be sent of it
+  unsigned char reply[REPLY_SIZE_MAX];  // the current one
+  std::size_t reply_end = 0;            // bytes of it to send
   std::size_t reply_sent = 0;
   std::size_t pieces_sent = 0;
   bool replying = false;
@@ -60,6 +59,5 @@ class Printer {
   void Die();
 };
 
-// The time left until then, in milliseconds and rounded up, as poll(2) wants it: -1 for
-// Time::max().
+// The time left, in milliseconds and rounded up, as a timeout for poll(2): -1 for Time::max().
 int milliseconds_until(Time then, Time now);

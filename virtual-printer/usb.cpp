@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The printer attached to USB: a shared object that stands in for libusb-1.0 inside CUPS's usb back
-// end, which finds one printer on its bus. The printer is what the serial number in DEVICE_URI
-// says, as in usb://Corvantide/Ribbon%20Photo%20Printer?serial=error=060202&asleep=2 (the scheduler
-// sets it for a job), and a good one without.
+// A fake libusb-1.0 with one simulated printer, loaded into CUPS's usb backend through
+// LD_LIBRARY_PATH. Most printers are attached by USB, and that backend differs from the others: it
+// can miss a request for a drain. The tests therefore run the filter behind the real backend.
 //
-// It has the functions that the back end calls, as libusb.h documents them.
+// The settings are the serial number in DEVICE_URI, as in
+// usb://Corvantide/Ribbon%20Photo%20Printer?serial=error=060202&asleep=2. The functions are those
+// that the backend calls, as libusb.h documents them.
 #include <libusb-1.0/libusb.h>
 
 #include <algorithm>
@@ -20,7 +21,7 @@
 
 #include "printer.h"
 
-// The types that libusb keeps to itself. There is one device, and a handle of it is the device.
+// libusb's opaque types. There is one device, and its handle is the device.
 struct libusb_device {};
 struct libusb_device_handle : libusb_device {};
 
@@ -28,14 +29,13 @@ namespace {
 
 constexpr std::uint8_t BULK_OUT = 0x01;
 constexpr std::uint8_t BULK_IN = 0x82;
-constexpr std::uint8_t SERIAL_NUMBER = 3;        // the index of its string
-constexpr std::size_t SERIAL_NUMBER_SIZE = 126;  // characters, the most that a descriptor holds
+constexpr std::uint8_t SERIAL_NUMBER = 3;  // the index of its string descriptor
 constexpr std::uint16_t PACKET_SIZE = 512;
-// Of a few bytes to a printer. Without it the back end would miss far more requests for a drain
-// than it does: it sees one only while it is writing.
+// The time that a real transfer takes. The backend reads requests for a drain only while it writes,
+// and without this delay it would miss most of them.
 constexpr std::chrono::milliseconds TRANSFER_TIME(1);
 
-// As a printer of class 7, subclass 1 tells it, without the two bytes of length before it.
+// The IEEE 1284 device ID, without the two bytes of its length.
 constexpr char DEVICE_ID[] =
     "MFG:Corvantide;MDL:Ribbon Photo Printer;CLS:PRINTER;DES:Corvantide Ribbon Photo Printer;";
 
@@ -51,14 +51,14 @@ const libusb_interface INTERFACE = {&INTERFACE_DESCRIPTOR, 1};
 libusb_config_descriptor configuration = {9, LIBUSB_DT_CONFIG, 32,      1, 1, 0, 0xC0,
                                           0, &INTERFACE,       nullptr, 0};
 
-// What is at the other end of the cable. The back end reads in one thread and writes in another.
+// The backend reads in one thread and writes in another.
 struct Bus {
   std::mutex lock;
-  std::condition_variable changed;  // something was written
+  std::condition_variable changed;  // after a write
   std::string serial_number;
   std::optional<Printer> printer;
 };
-// Never destroyed: the back end exits while its reading thread still waits.
+// Never destroyed: the backend exits while its reading thread still waits.
 Bus& bus = *new Bus;
 
 libusb_device_handle the_device;
@@ -67,21 +67,14 @@ bool plug_in() {
   const char* device_uri = std::getenv("DEVICE_URI");
   const char* serial = device_uri != nullptr ? std::strstr(device_uri, "?serial=") : nullptr;
   bus.serial_number = serial != nullptr ? std::strchr(serial, '=') + 1 : "";
-  if (bus.serial_number.size() > SERIAL_NUMBER_SIZE) {
-    std::fprintf(stderr,
-                 "ERROR: virtual-printer: over USB the query of the URI has at most %zu bytes\n",
-                 SERIAL_NUMBER_SIZE);
-    return false;
-  }
   Settings settings;
-  const std::string uri =
-      "virtual-printer://usb/" + (serial != nullptr ? "?" + bus.serial_number : "");
-  if (!parse_settings(uri.c_str(), false, settings)) return false;
+  if (!parse_settings("virtual-printer://usb/?" + bus.serial_number, Attachment::Usb, settings))
+    return false;
   bus.printer.emplace(settings.printer);
   return true;
 }
 
-// A string as it goes over the bus, in UTF-16; string 0 lists the languages, of which there is one.
+// A string descriptor, in UTF-16; string 0 lists the languages.
 std::string string_descriptor(int index) {
   constexpr char US_ENGLISH[] = "\x09\x04";
   std::string text = index == 0 ? US_ENGLISH : "";
@@ -89,20 +82,20 @@ std::string string_descriptor(int index) {
   return std::string({static_cast<char>(text.size() + 2), LIBUSB_DT_STRING}) + text;
 }
 
-// Waits until the printer has something to send, is gone, or the time is over.
-int read_from_printer(unsigned char* data, int room, int* size, Time give_up) {
+// Waits until the printer sends something or disconnects, or until the deadline.
+int read_from_printer(unsigned char* data, int capacity, int* size, Time deadline) {
   std::unique_lock<std::mutex> held(bus.lock);
   while (!bus.printer->IsDead()) {
     const Time now = Clock::now();
     const Piece piece = bus.printer->Take(now);
-    if (piece.size > static_cast<std::size_t>(room)) return LIBUSB_ERROR_OVERFLOW;
+    if (piece.size > static_cast<std::size_t>(capacity)) return LIBUSB_ERROR_OVERFLOW;
     if (piece.size > 0) {
       std::copy_n(piece.data, piece.size, data);
       *size = static_cast<int>(piece.size);
       return LIBUSB_SUCCESS;
     }
-    if (now >= give_up) return LIBUSB_ERROR_TIMEOUT;
-    bus.changed.wait_until(held, std::min(give_up, bus.printer->NextDue()));
+    if (now >= deadline) return LIBUSB_ERROR_TIMEOUT;
+    bus.changed.wait_until(held, std::min(deadline, bus.printer->NextDue()));
   }
   return LIBUSB_ERROR_NO_DEVICE;
 }
@@ -132,7 +125,7 @@ int libusb_init(libusb_context** context) {
 
 void libusb_exit(libusb_context*) {}
 
-const char* libusb_strerror(int) { return "told by the virtual printer"; }
+const char* libusb_strerror(int) { return "simulated by virtual-printer"; }
 
 ssize_t libusb_get_device_list(libusb_context*, libusb_device*** list) {
   static libusb_device* devices[2];
@@ -148,7 +141,7 @@ int libusb_get_device_descriptor(libusb_device*, libusb_device_descriptor* descr
   descriptor->bLength = LIBUSB_DT_DEVICE_SIZE;
   descriptor->bDescriptorType = LIBUSB_DT_DEVICE;
   descriptor->bcdUSB = 0x0200;
-  descriptor->idVendor = 0x1209;  // of a registry for open projects, whose product 1 is for tests
+  descriptor->idVendor = 0x1209;  // of a registry for open projects; its product 1 is for tests
   descriptor->idProduct = 0x0001;
   descriptor->iSerialNumber = bus.serial_number.empty() ? 0 : SERIAL_NUMBER;
   descriptor->bNumConfigurations = 1;
@@ -170,17 +163,17 @@ int libusb_open(libusb_device*, libusb_device_handle** handle) {
 void libusb_close(libusb_device_handle*) {}
 
 int libusb_get_string_descriptor_ascii(libusb_device_handle*, std::uint8_t index,
-                                       unsigned char* data, int room) {
+                                       unsigned char* data, int capacity) {
   if (index != SERIAL_NUMBER) return LIBUSB_ERROR_INVALID_PARAM;
-  return std::snprintf(reinterpret_cast<char*>(data), static_cast<std::size_t>(room), "%s",
+  return std::snprintf(reinterpret_cast<char*>(data), static_cast<std::size_t>(capacity), "%s",
                        bus.serial_number.c_str());
 }
 
-// Three requests have an answer: for the device ID, of the printer class, for the configuration,
-// and for a string, which newer back ends read themselves.
+// Answers three requests: the printer class's for the device ID, and the standard ones for the
+// configuration and for a string descriptor, which newer backends read themselves.
 int libusb_control_transfer(libusb_device_handle*, std::uint8_t type, std::uint8_t request,
                             std::uint16_t value, std::uint16_t, unsigned char* data,
-                            std::uint16_t room, unsigned) {
+                            std::uint16_t capacity, unsigned) {
   constexpr int STANDARD_IN = int{LIBUSB_ENDPOINT_IN} | int{LIBUSB_REQUEST_TYPE_STANDARD};
   constexpr int CLASS_IN = int{LIBUSB_ENDPOINT_IN} | int{LIBUSB_REQUEST_TYPE_CLASS};
   std::string answer;
@@ -194,7 +187,7 @@ int libusb_control_transfer(libusb_device_handle*, std::uint8_t type, std::uint8
   } else {
     return LIBUSB_ERROR_PIPE;
   }
-  const std::size_t size = std::min<std::size_t>(answer.size(), room);
+  const std::size_t size = std::min<std::size_t>(answer.size(), capacity);
   std::copy_n(answer.begin(), size, data);
   return static_cast<int>(size);
 }
@@ -205,9 +198,9 @@ int libusb_bulk_transfer(libusb_device_handle*, unsigned char endpoint, unsigned
   if (transferred == nullptr) transferred = &ignored;
   *transferred = 0;
   if (endpoint == BULK_OUT) return write_to_printer(data, length, transferred);
-  const Time give_up =
+  const Time deadline =
       timeout == 0 ? Time::max() : Clock::now() + std::chrono::milliseconds(timeout);
-  return read_from_printer(data, length, transferred, give_up);
+  return read_from_printer(data, length, transferred, deadline);
 }
 
 int libusb_kernel_driver_active(libusb_device_handle*, int) { return 0; }

@@ -127,7 +127,7 @@ int main(int argc, char* argv[]) {
   const bool bidirectional = probe_bidirectional();
   if (wr_esc_wakeup() != 0) {
     close_held(file);
-    std::exit(1);
+    std::exit(1);  // not a return: it ends the process also if a program calls main
   }
 
   char directive[DIRECTIVE_SIZE];
