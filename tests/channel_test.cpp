@@ -15,8 +15,8 @@
 
 namespace {
 
-// The printer that the fakes below stand for: awake from the reply of that number on, and with
-// no more replies than `replies`.
+// The printer that the fakes below simulate: it is awake from reply number `awake_from`, and sends
+// at most `replies` replies.
 struct {
   int awake_from;
   int replies;
@@ -25,7 +25,7 @@ struct {
 
 }  // namespace
 
-int filter_main(int argc, char* argv[]);  // the filter's own
+int filter_main(int argc, char* argv[]);  // main() of the filter
 
 cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char*, int* size,
                                           double timeout) {
@@ -38,9 +38,9 @@ cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char*, int*
 }
 
 // Each reply comes in two pieces.
-ssize_t cupsBackChannelRead(char* buffer, size_t room, double timeout) {
+ssize_t cupsBackChannelRead(char* buffer, size_t capacity, double timeout) {
   EXPECT_EQ(timeout, 1.0);
-  const std::size_t received = 512 - room;
+  const std::size_t received = 512 - capacity;
   if (received == 0 && printer.asked++ >= printer.replies) return -1;
   const std::string reply =
       reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from ? 1 : 0);
@@ -63,7 +63,7 @@ unsigned sleep(unsigned seconds) {
 
 namespace {
 
-TEST(Filter, ProbesOnceForHalfAMinuteAndWakesThePrinterWhateverTheDrain) {
+TEST(Filter, ProbesOnceAndWakesThePrinterEvenIfADrainFails) {
   char words[7][10] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
   char* argv[7];
   for (int i = 0; i < 7; ++i) argv[i] = words[i];
@@ -110,7 +110,7 @@ TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
   }
 }
 
-TEST(RetryCounter, ExpiresBeyondItsLimitForGood) {
+TEST(RetryCounter, StaysExpiredAfterItsLimit) {
   RetryCounter none(0);
   none.Test(true);
   EXPECT_EQ(none.to_string(), "fulfilled(0/0)");

@@ -12,7 +12,7 @@
 
 namespace {
 
-// What the overload calls the values from first to last, without the prefix that all share.
+// The names of the values from first to last, without their common prefix.
 template <typename E>
 std::string names(const std::string& prefix, int first, int last) {
   std::string all;
@@ -23,7 +23,7 @@ std::string names(const std::string& prefix, int first, int last) {
   return all;
 }
 
-TEST(ToString, NamesWhatTheHeadersName) {
+TEST(ToString, NamesTheValuesOfTheHeaders) {
   EXPECT_EQ(names<cups_sc_status_e>("CUPS_SC_STATUS_", -1, 8),
             "UNKNOWN NONE OK IO_ERROR TIMEOUT NO_RESPONSE BAD_MESSAGE TOO_BIG NOT_IMPLEMENTED "
             "UNKNOWN ");
@@ -49,7 +49,7 @@ TEST(ToString, NamesWhatTheHeadersName) {
 }
 
 TEST(ToString, EachOverloadKeepsItsLatestFallback) {
-  int number = 7;  // no constant, of which the compiler would say that it has no name
+  int number = 7;  // not a constant: the compiler would warn of a value without a name
   const char* first = to_string(static_cast<cups_adv_e>(number));
   to_string(static_cast<cups_cut_e>(++number));
   EXPECT_STREQ(first, "cups_adv_e(7)");
@@ -71,8 +71,8 @@ TEST(DumpMem, WritesSixteenBytesToALine) {
   EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, -1); }), "DEBUG: L size=-1\n");
 }
 
-// Every number of the header is its own index, so that each line shows which field it printed;
-// its strings have no end.
+// Each number in the header is its own index, so that a line shows which field it printed. The
+// strings have no NUL.
 TEST(Dump, WritesEveryField) {
   static_assert(sizeof(cups_page_header_s) == 256 + 41 * sizeof(unsigned));
   unsigned words[64 + 41];
@@ -80,7 +80,7 @@ TEST(Dump, WritesEveryField) {
   for (unsigned i = 0; i < 41; ++i) words[64 + i] = i;
   cups_page_header_s header;
   std::memcpy(&header, words, sizeof header);
-  header.AdvanceDistance = 0x63636363;  // reading on past OutputType would show
+  header.AdvanceDistance = 0x63636363;  // would appear if OutputType were read past its end
   header.Tumble = CUPS_FALSE;
   header.cupsWidth = 4294967295U;
 

@@ -65,7 +65,7 @@ const std::string TIMEOUT = "CUPS_SC_STATUS_TIMEOUT(3)\n";
 
 std::string drain(const std::string& status) { return "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status; }
 
-// The log of a wake-up, with what stands between its bytes and its end.
+// The log of a wake-up, with `rest` between its bytes and its end.
 std::string wake_up(const std::string& rest = "") {
   return "DEBUG: wr_esc_wakeup() START\n" + dump_lines("[CMD]", "\x1b\x45WU") + rest +
          "DEBUG: wr_esc_wakeup() END\n";
@@ -204,7 +204,7 @@ TEST(Filter, RunsWithoutChannels) {
 }
 
 // The exit status and all output of invalid command lines.
-TEST(CommandLine, EndsWithItsStatus) {
+TEST(CommandLine, ReportsErrors) {
   const std::string run = PRINTER " --run virtual-printer://x/ ";
   const std::string usage =
       "1ERROR: Usage: ./commandtocorvantide job-id user title copies options [file]";

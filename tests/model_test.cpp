@@ -11,7 +11,7 @@
 namespace {
 
 template <typename Value>
-Value odd() {
+Value unknown_type() {
   return Value(static_cast<typename Value::Type>(2));
 }
 
@@ -19,7 +19,7 @@ template <typename Value>
 void expect_plain_value() {
   EXPECT_TRUE(std::is_trivially_copyable_v<Value> && sizeof(typename Value::Type) == 4);
   EXPECT_EQ(Value::Unavailable().to_string(), "UNAVAILABLE");
-  EXPECT_EQ(odd<Value>().to_string(), "UNKNOWN");
+  EXPECT_EQ(unknown_type<Value>().to_string(), "UNKNOWN");
 }
 
 TEST(Model, ValuesArePlain) {
@@ -28,8 +28,8 @@ TEST(Model, ValuesArePlain) {
   expect_plain_value<PrinterLevels>();
 }
 
-// Every byte differs from its neighbours and many are negative as a char, so that a wrong offset,
-// order or sign shows; the vector ends where nothing more may be read.
+// Adjacent bytes differ, and many are negative as a char, so that a wrong offset, order or sign
+// fails. The vector ends after the last byte that may be read.
 TEST(PrinterInfo, ParsesTheLayout) {
   std::vector<char> reply(152);
   std::iota(reply.rbegin(), reply.rend(), static_cast<char>(126));
@@ -85,7 +85,7 @@ TEST(PrinterState, Equality) {
   EXPECT_EQ(unavailable, PrinterState::Unavailable());
   EXPECT_TRUE(PrinterState::Unavailable() != &good);
   EXPECT_NE(PrinterState::Unavailable(), PrinterState::Good());
-  EXPECT_NE(odd<PrinterState>(), odd<PrinterState>());
+  EXPECT_NE(unknown_type<PrinterState>(), unknown_type<PrinterState>());
 }
 
 }  // namespace

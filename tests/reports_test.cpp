@@ -10,10 +10,10 @@
 
 namespace {
 
-// The destinations that the fakes below hand out instead of a scheduler's.
+// The destinations that the fakes below return.
 struct {
   bool has_default;
-  const char* reasons;  // null: the destination has other options only
+  const char* reasons;  // null: the destination has only other options
   int lists_held;
 } printing_system;
 
@@ -54,20 +54,20 @@ TEST(UpdatePrinterState, KnowsEveryCode) {
   for (const auto& [code, reason] : CODES) {
     EXPECT_EQ(update(code), state_lines(reason));
     for (const unsigned other : {code ^ 0x400000U, code ^ 0x004000U, code ^ 0x000040U}) {
-      const bool is_known = CODES.count(other) == 1;  // two bytes do not do
+      const bool is_known = CODES.count(other) == 1;  // two of three bytes are not enough
       EXPECT_EQ(update(other).find("DEBUG: encountered undefined") != 0U, is_known) << other;
     }
   }
 }
 
-TEST(UpdatePrinterState, TellsWhatItCannotName) {
+TEST(UpdatePrinterState, ReportsUnknownCodesAndMissingReplies) {
   EXPECT_EQ(update(0x060203),
             "DEBUG: encountered undefined error number (0x06,0x02,0x03)\n" + state_lines(23));
   EXPECT_EQ(captured_stderr([] { update_printer_state(PrinterState::Unavailable()); }),
             state_lines(23));
 }
 
-TEST(CleanPrinterState, RemovesWhatTheDefaultLists) {
+TEST(CleanPrinterState, RemovesTheReasonsOfTheDefaultDestination) {
   const std::string any = "!\"#$%&'()*+-./09:;<=>?@AZ[\\]^_`az{|}~ \t";  // all but the comma
   const std::string twice = any + "," + any;
   const std::string removed = "STATE: -" + any + "\nSTATE: -" + any + "\n";

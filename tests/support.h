@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-// What a piece of code really wrote to descriptor 2.
+// What `code` wrote to descriptor 2.
 template <typename Code>
 std::string captured_stderr(Code code) {
   testing::internal::CaptureStderr();
@@ -17,8 +17,8 @@ std::string captured_stderr(Code code) {
   return testing::internal::GetCapturedStderr();
 }
 
-// Every error code that has a row, with the number of its reason: kept apart from the filter's own
-// table, so that a slip in that one shows.
+// Every error code of the filter's table, with the number of its reason. It is a separate copy, so
+// that a mistake in the table fails a test.
 inline const std::map<unsigned, int> CODES = {
     {0x000000, 0},  {0x060202, 1},  {0x090202, 2},  {0x030101, 3},  {0x080101, 4},  {0x050202, 5},
     {0x020202, 6},  {0x040304, 7},  {0x070303, 8},  {0x200707, 9},  {0x210707, 9},  {0x220707, 9},
@@ -30,7 +30,7 @@ inline const std::map<unsigned, int> CODES = {
 
 // The "STATE: " lines of an update that adds the reason of this number, 0 for none.
 inline std::string state_lines(int added) {
-  std::set<int> numbers = {23};  // no code's, but the fallback's
+  std::set<int> numbers = {23};  // the fallback, which has no code
   for (const auto& [code, number] : CODES) numbers.insert(number);
   std::ostringstream lines;
   lines << std::setfill('0');
@@ -43,7 +43,7 @@ inline std::string state_lines(int added) {
   return lines.str();
 }
 
-// A status reply of a printer that has 120 of 400 left, for sheets of type 4.
+// A status reply: 120 of 400 left, ink sheet type 4.
 inline std::string reply_bytes(const std::string& error, std::size_t size = 192, char power = 0) {
   std::string reply(192, '\0');
   reply[5] = power;
@@ -53,7 +53,7 @@ inline std::string reply_bytes(const std::string& error, std::size_t size = 192,
   return reply;
 }
 
-// The log of a dump, made another way than the code under test makes it.
+// The log of a dump, written independently of the code under test.
 inline std::string dump_lines(const std::string& label, const std::string& bytes) {
   std::ostringstream lines;
   lines << "DEBUG: " << label << " size=" << bytes.size() << std::hex << std::setfill('0');

@@ -23,7 +23,7 @@ constexpr int DRAIN_DATA_SIZE = 512;
 constexpr double DRAIN_TIMEOUT = 5.0;               // seconds
 constexpr useconds_t PAUSE_AFTER_WAKE_UP = 500000;  // microseconds
 
-constexpr ssize_t REPLY_ROOM = 512;
+constexpr ssize_t REPLY_CAPACITY = 512;
 constexpr ssize_t REPLY_COMPLETE = 192;
 constexpr double READ_TIMEOUT = 1.0;  // seconds
 
@@ -37,7 +37,7 @@ void drain_output() {
   }
 }
 
-// Whether the command is on its way to the printer; the reason why not is in the log.
+// Returns whether the command was written and flushed, and logs the reason if not.
 bool send_command(const EscapeCommand& command) {
   dump_mem("[CMD]", command, COMMAND_SIZE);
   const std::size_t written = std::fwrite(command, 1, COMMAND_SIZE, stdout);
@@ -53,12 +53,12 @@ bool send_command(const EscapeCommand& command) {
   return true;
 }
 
-// Whether a complete reply arrived, in however many pieces; the reason why not is in the log.
-bool read_reply(char (&reply)[REPLY_ROOM]) {
+// Returns whether a complete reply arrived, in any number of pieces, and logs the reason if not.
+bool read_reply(char (&reply)[REPLY_CAPACITY]) {
   ssize_t received = 0;
   while (received < REPLY_COMPLETE) {
     const ssize_t ret = cupsBackChannelRead(
-        reply + received, static_cast<std::size_t>(REPLY_ROOM - received), READ_TIMEOUT);
+        reply + received, static_cast<std::size_t>(REPLY_CAPACITY - received), READ_TIMEOUT);
     if (ret <= 0) {
       std::fprintf(stderr, "DEBUG: cupsBackChannelRead() failed. ret=%zd\n", ret);
       return false;
@@ -81,7 +81,7 @@ int wr_esc_wakeup() {
 
 PrinterInfo get_printer_info() {
   std::fprintf(stderr, "DEBUG: get_printer_info() START\n");
-  char reply[REPLY_ROOM];
+  char reply[REPLY_CAPACITY];
   const bool complete = send_command(STATUS_REQUEST) && read_reply(reply);
   std::fprintf(stderr, "DEBUG: get_printer_info() END\n");
   return complete ? PrinterInfo::Parse(reply) : PrinterInfo::Unavailable();

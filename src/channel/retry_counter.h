@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-// Counts failed tries against a limit. Limit L allows L failures: the one after that expires the
-// counter for good. It is never both fulfilled and expired.
+// Counts failed tries against a limit. Limit L allows L failures; the next one expires the counter,
+// which then does not change. It is never both fulfilled and expired.
 class RetryCounter {
  public:
   std::uint32_t count = 0;
@@ -14,7 +14,7 @@ class RetryCounter {
 
   explicit RetryCounter(unsigned int max_failures);
 
-  // Records one try; changes nothing once the counter is expired.
+  // Records one try, unless the counter is expired.
   void Test(bool success);
 
   bool isExpired() const;

@@ -7,8 +7,8 @@
 
 namespace {
 
-// A line of each kind of value. A header can fill the field of a text without a NUL: nothing is
-// read past it.
+// Each writes a line for one kind of value. A text field of a header can lack the NUL, so text()
+// reads no more than the field.
 void text(const char* field, const char (&value)[64], const char* meaning) {
   std::fprintf(stderr, "__%s=%.64s        /* %s */\n", field, value, meaning);
 }
@@ -81,8 +81,8 @@ void dump_cups_values(const cups_page_header_s& header) {
 
 }  // namespace
 
-// The bytes of a line are put into digits by hand, so that a line is one formatted write here too:
-// a status reply has 192 of them, and a write for each was two thirds of what a status took.
+// The digits of a line are made by hand, so that a line is one formatted write: with a write for
+// each of the 192 bytes of a reply, a status took three times as many instructions.
 void dump_mem(const char* label, const void* data, int size) {
   constexpr unsigned LINE_SIZE = 16;
   constexpr char DIGITS[] = "0123456789abcdef";

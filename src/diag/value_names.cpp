@@ -6,13 +6,13 @@
 
 namespace {
 
-// Holds the longest type name, the longest number, two parentheses and the NUL, with room.
+// Enough for the longest type name, the longest number, two parentheses and the NUL.
 constexpr std::size_t NO_NAME_SIZE = 29;
 
-// The name of a value in a table that begins with that of `first`; null where it has none.
+// Returns the name of a value from a table whose first name is that of `first`, or null.
 template <typename Value, std::size_t SIZE>
 const char* find_name(const char* const (&names)[SIZE], Value value, unsigned first = 0) {
-  const auto index = static_cast<unsigned>(value) - first;  // below it, far beyond any table
+  const auto index = static_cast<unsigned>(value) - first;  // wraps if the value is smaller
   return index < SIZE ? names[index] : nullptr;
 }
 

@@ -5,14 +5,14 @@
 #include <cups/sidechannel.h>
 
 // The name of a printing-system value, spelled as cups/sidechannel.h and cups/raster.h spell it.
-// Any value is allowed, since a message or a header can hold any. The text is never freed.
+// Any value is allowed, since a message or a header can contain any. The caller must not free it.
 
 // "UNKNOWN" for a value without a name.
 const char* to_string(cups_sc_status_e value);
 
-// A value without a name gives its type and number, as in "cups_bool_e(-1)". That text stands in
-// a static buffer of the overload: it is good until the same overload meets the next value
-// without a name, and these functions are not for use by two threads at once.
+// A value without a name gives its type and number, as in "cups_bool_e(-1)". That text is in a
+// static buffer of the overload: it is valid until the next such call of the same overload, and the
+// functions are not thread-safe.
 const char* to_string(cups_adv_e value);
 const char* to_string(cups_bool_e value);
 const char* to_string(cups_cspace_e value);

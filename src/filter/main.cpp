@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// commandtocorvantide: carries out the commands of a CUPS command file on a ribbon photo printer.
+// commandtocorvantide: runs the commands of a CUPS command file on a ribbon photo printer.
 #include <cups/cups.h>
 #include <cups/sidechannel.h>
 #include <fcntl.h>
@@ -52,7 +52,7 @@ const Command COMMANDS[] = {
     {"ReportStatus", report_status},
 };
 
-// Opens /dev/null in the place of a descriptor that is not open.
+// Opens /dev/null as this descriptor if it is closed.
 void occupy(int fd) {
   if (fcntl(fd, F_GETFD) != -1) return;
   const int null = open("/dev/null", O_RDWR);
@@ -61,25 +61,25 @@ void occupy(int fd) {
   close(null);
 }
 
-// Makes the process fit for what it meets under a scheduler, in a shell and in a test.
+// Prepares the process for a scheduler, a shell or a test.
 void prepare_process() {
-  // A back end that dies is to be told in the log, not to kill the filter in mid-report.
+  // If the backend dies, the filter must log it, not be killed during a report.
   std::signal(SIGPIPE, SIG_IGN);
 
-  // All processes of a job share one log pipe: a line that is one write stays whole in it.
+  // All processes of a job share one log pipe, in which only a single write stays together.
   std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
 
-  // Where a channel is missing libcups would spin for ever, or read the command file in its
-  // place; from /dev/null a read ends at once.
+  // If a channel is missing, libcups spins forever, or reads the command file if that has the
+  // descriptor. A read from /dev/null returns at once.
   occupy(BACK_CHANNEL_FD);
   occupy(CUPS_SC_FD);
 
-  // cupsBackChannelRead goes on to a read after its time-out, which must not block then.
+  // cupsBackChannelRead calls read even after its timeout; that must not block.
   const int flags = fcntl(BACK_CHANNEL_FD, F_GETFL);
   if (flags != -1) fcntl(BACK_CHANNEL_FD, F_SETFL, flags | O_NONBLOCK);
 }
 
-// Whether the back end confirms that the device is bidirectional.
+// Returns whether the backend confirms that the device is bidirectional.
 bool probe_bidirectional() {
   char data[PROBE_DATA_SIZE];
   int size = sizeof data;
@@ -93,7 +93,7 @@ bool probe_bidirectional() {
   return false;
 }
 
-// An unknown directive is left to other filters' command sets: it is logged and passed over.
+// An unknown directive is ignored: command files can contain commands for other printers.
 void run_command(const char* directive, bool bidirectional) {
   for (const Command& command : COMMANDS) {
     if (_cups_strcasecmp(directive, command.name) == 0) {
@@ -103,8 +103,8 @@ void run_command(const char* directive, bool bidirectional) {
   }
 }
 
-// Without a standard input there is no command file to hold.
-void close_held(cups_file_t* file) {
+// The file is null if standard input is closed.
+void close_if_open(cups_file_t* file) {
   if (file != nullptr) cupsFileClose(file);
 }
 
@@ -126,7 +126,7 @@ int main(int argc, char* argv[]) {
 
   const bool bidirectional = probe_bidirectional();
   if (wr_esc_wakeup() != 0) {
-    close_held(file);
+    close_if_open(file);
     std::exit(1);  // not a return: it ends the process also if a program calls main
   }
 
@@ -138,6 +138,6 @@ int main(int argc, char* argv[]) {
     run_command(directive, bidirectional);
   }
 
-  close_held(file);
+  close_if_open(file);
   return 0;
 }

@@ -3,7 +3,7 @@
 
 #include "model/printer_levels.h"
 
-// Writes a debug line and the complete set of five marker attributes for the printer's one
-// marker, its ink ribbon. marker-levels is in per cent, not limited to 100; -1 when the printer
-// answered without usable counts, -2 when it did not answer. (ATTR messages: filter(7).)
+// Writes a debug line and the five attributes of the printer's only marker, its ink ribbon.
+// marker-levels is a percentage, not limited to 100. It is -1 if the printer answered without
+// usable counts, and -2 if it did not answer. (ATTR messages: filter(7).)
 void report_printer_levels(const PrinterLevels& levels);

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Offsets into the status reply, in bytes. Counts take two bytes, the high one first. All other
-// bytes of the reply are unknown to us and ignored.
+// Offsets into the status reply, in bytes. Counts take two bytes, the high one first. The meaning
+// of all other bytes is unknown; they are ignored.
 enum Offset {
   MEMORY_STATE = 4,
   POWER_STATE = 5,

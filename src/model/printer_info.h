@@ -7,8 +7,8 @@
 #include "model/printer_levels.h"
 #include "model/printer_state.h"
 
-// One decoded status reply, or unavailable when no reply could be had. Only an available info's
-// other members mean anything; nothing reads them in an unavailable one.
+// One decoded status reply, or unavailable if there was no reply. The other members are valid only
+// if the info is available.
 class PrinterInfo {
  public:
   enum class Type : std::uint32_t { Unavailable = 0, Available = 1 };
@@ -26,8 +26,8 @@ class PrinterInfo {
 
   static PrinterInfo Unavailable();
 
-  // Decodes a reply of which at least 152 bytes must be readable; keeps no pointer to it. Checks
-  // nothing: whatever the bytes, the info is available.
+  // Decodes the first 152 bytes of a reply; keeps no pointer to it. No value is checked: the result
+  // is always available.
   static PrinterInfo Parse(const char* reply);
 
   // Each is false for an unavailable info.
@@ -36,7 +36,7 @@ class PrinterInfo {
   bool isMechGood() const;
   bool isMemoryFree() const;
 
-  // Unavailable when the info is; otherwise what the reply says, asleep or awake.
+  // Unavailable if the info is; otherwise as in the reply, even if the printer is asleep.
   PrinterState GetPrinterState() const;
   PrinterLevels GetPrinterLevels() const;
 

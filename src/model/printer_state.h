@@ -4,14 +4,14 @@
 #include <cstdint>
 #include <string>
 
-// The printer's error condition: unavailable when no status could be had, otherwise the 3-byte
-// error code that the printer sent. A good printer is an available one with an all-zero code.
+// The printer's error condition: unavailable if there was no reply, otherwise the 3-byte error code
+// that the printer sent. All zeros mean no error.
 class PrinterState {
  public:
   enum class Type : std::uint32_t { Unavailable = 0, Available = 1 };
 
   Type type;
-  std::uint8_t error_code[3] = {};  // in the order of the status reply; only Available has one
+  std::uint8_t error_code[3] = {};  // in the order of the reply; valid only if available
 
   explicit PrinterState(Type kind);
   PrinterState(Type kind, const unsigned char (*code)[3]);
@@ -21,7 +21,7 @@ class PrinterState {
   // Copies the code; keeps no pointer to it.
   static PrinterState Error(const unsigned char (*code)[3]);
 
-  // Unavailable states are equal to each other and to nothing else; no code equals them.
+  // Unavailable states are equal only to each other, and to no code.
   bool operator==(const PrinterState& other) const;
   bool operator!=(const PrinterState& other) const;
   bool operator==(const unsigned char (*code)[3]) const;

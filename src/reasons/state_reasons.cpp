@@ -19,8 +19,8 @@ struct PrinterStateReasonEntry {
   Reasons reasons;
 };
 
-// The vendor vocabulary, but for the fallback. The first row is a good printer: it is found like
-// any other, and names no reason.
+// All vendor reasons except the fallback. The first row is the code for no error, and has no
+// reason.
 const PrinterStateReasonEntry PRINTER_STATE_REASONS[] = {
     {{0x00, 0x00, 0x00}, {}},
     {{0x06, 0x02, 0x02}, {"com.corvantide-error0001"}},
@@ -66,16 +66,16 @@ const PrinterStateReasonEntry PRINTER_STATE_REASONS[] = {
     {{0x11, 0x06, 0x06}, {"com.corvantide-error0024"}},
 };
 
-// Told when the printer cannot be asked, or answers with a code that no row holds.
+// Reported if the printer cannot be asked, or if no row has its code.
 const char* const FALLBACK_REASON = "com.corvantide-error0023";
 
-// Calls `use` with each keyword of a row's list.
+// Calls `use` with each reason of a row.
 template <typename Use>
 void for_each_reason(const Reasons& reasons, Use use) {
   for (int slot = 0; slot < REASON_SLOTS && reasons[slot] != nullptr; ++slot) use(reasons[slot]);
 }
 
-// Every vendor keyword, in the ascending order in which removals are written.
+// Every vendor reason, in ascending order, in which removals are written.
 std::set<std::string> vendor_reasons() {
   std::set<std::string> all;
   for (const PrinterStateReasonEntry& row : PRINTER_STATE_REASONS)
@@ -84,8 +84,7 @@ std::set<std::string> vendor_reasons() {
   return all;
 }
 
-// The keywords of a state's row, or the fallback's where there is none. A code without a row is
-// told in the log.
+// Returns the reasons of a state's row, or the fallback. Logs a code that has no row.
 const Reasons& current_reasons(const PrinterState& state) {
   static const Reasons FALLBACK = {FALLBACK_REASON};
   if (state == PrinterState::Unavailable()) return FALLBACK;
