@@ -12,32 +12,24 @@
 #include <initializer_list>
 #include <string>
 
-namespace {
-
-// Writes log lines of these lengths, line feeds included. The strings make it link libstdc++, as
-// the filter does.
-void write_lines(std::initializer_list<std::size_t> lengths) {
-  for (const std::size_t length : lengths)
-    std::fprintf(stderr, "%s\n", std::string(length - 1, 'x').c_str());
-}
-
-void request(cups_sc_command_t command, double timeout) {
+int main(int argc, char* argv[]) {
+  // Writes log lines of these lengths, line feeds included. The strings make it link libstdc++, as
+  // the filter does.
+  const auto write_lines = [](std::initializer_list<std::size_t> lengths) {
+    for (const std::size_t length : lengths)
+      std::fprintf(stderr, "%s\n", std::string(length - 1, 'x').c_str());
+  };
   char data[512];
   int size = sizeof data;
-  cupsSideChannelDoRequest(command, data, &size, timeout);
-}
-
-}  // namespace
-
-int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);
   std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
   cups_file_t* file = cupsFileOpen(argv[argc - 1], "r");
-  request(CUPS_SC_CMD_GET_BIDI, 30.0);
+  cupsSideChannelDoRequest(CUPS_SC_CMD_GET_BIDI, data, &size, 30.0);
   write_lines({112, 29, 20, 31});
   std::fwrite("\033EWU", 1, 4, stdout);
   std::fflush(stdout);
-  request(CUPS_SC_CMD_DRAIN_OUTPUT, 5.0);
+  size = sizeof data;
+  cupsSideChannelDoRequest(CUPS_SC_CMD_DRAIN_OUTPUT, data, &size, 5.0);
   usleep(500000);
   write_lines({58, 27});
   char directive[1024];

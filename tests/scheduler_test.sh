@@ -16,11 +16,15 @@ expect() { # WHAT EXPECTED ACTUAL
 }
 
 # The attributes of a queue. Without a level, it has had no report of its marker.
-report() { # LEVEL MESSAGE NAME NUMBERS-OF-REASONS
-  echo "printer-state-reasons=${4:-none}" | sed 's/\<\([0-9]\{4\}\)\>/com.corvantide-error\1/g'
-  if [ "$1" != none ]; then
-    printf 'marker-%s\n' 'colors=#00FF00' "levels=$1" "message=$2" "names=$3" 'types=ink-ribbon'
-  fi
+report() { # LEVEL|none NUMBER-OF-THE-REASON
+  local message=' ' sheet='13x18(5x7″)'
+  case $1 in
+    30) message='Ink Ribbon = 120 / 400' ;;
+    -2) sheet=00 ;;
+  esac
+  echo "printer-state-reasons=${2:-none}" | sed 's/=0/=com.corvantide-error0/'
+  [ "$1" = none ] || printf 'marker-%s\n' 'colors=#00FF00' "levels=$1" "message=$message" \
+    "names=InkSheetType: $sheet" 'types=ink-ribbon'
 }
 
 submit() { # QUEUE COMMAND...
@@ -36,9 +40,6 @@ wait_for_log() { # JOB TEXT
 # Without the check of the filter's file, which would have to be owned by root.
 expect "the sample PPD" "$ppd: PASS" "$(cupstestppd -I filters "$ppd")"
 expect "the mode of the scheduler's directory" 700 "$(stat -c %a "$PRIVATE_SCHEDULER")"
-expect "a URI for another attachment" \
-  'ERROR: virtual-printer: "bidi=no" in the URI: only for the backend of a job' \
-  "$("$scheduler" queue refused 'virtual-printer://test/?bidi=no' socket 2>&1)"
 
 exec {uri}< <(exec "$BUILD_DIR/virtual-printer" \
   --listen 0 'virtual-printer://test/?pause=200' 2>/dev/null)
@@ -53,32 +54,25 @@ kill $!
 
 # An empty cell means the default in parentheses:
 # queue | attached through | settings | level (30) | reasons (none) | text in the log |
-#   state of the job (completed) | commands (both) | exit of the filter (no errors) | message |
-#   sheet
+#   state of the job (completed) | exit of the filter (no errors)
 cases='
 good     |job socket usb|
-above    |job           |remaining=500&sheet=ff|125 |    ||||     |Ink Ribbon = 500 / 400|blank
-unknown  |job           |remaining=65535       |-1  |
-keyword  |job           |error=3a0a0f          |    |0014
-undefined|job           |error=060203          |    |0023|encountered undefined error number (0x06,0x02,0x03)
-sheet-0f |job           |sheet=0f              |    |    |ink_sheet_type=0x0f|||||InkSheetType: 15x20(6x8″)
-nobidi-l |job           |bidi=no&error=060202  |-2  |    ||       |ReportLevels
-nobidi-s |job           |bidi=no&error=060202  |none|0023||       |ReportStatus
-chatter  |job           |chatter=yes           |    |    |virtual-printer: line 1000
-code     |socket usb    |error=060202          |    |0001|virtual-printer: received 1b 56 32 31
-asleep   |job socket usb|asleep=2              |    |    |#retry_status=[wake_up=fulfilled(2/60)]
-pieces   |socket usb    |pieces=100&gap=300    |    |    |[STS] size=192
-longest  |socket usb    |extra=320             |    |    |[STS] size=512
-silent   |job socket usb|silence=0             |-2  |0023|cupsBackChannelRead() failed. ret=-1
-die-start|job           |die=start             |none|    ||aborted||stopped with status 1.
-die-awake|job           |die=wake-up           |-2  |0023|fflush() failed.|aborted
-die-awake|socket usb    |die=wake-up           |-2  |0023|Unable to|any
-die-reply|job           |die=reply             |-2  |0023|cupsBackChannelRead() failed. ret=0|aborted
-die-reply|socket usb    |die=reply             |-2  |0023|96 bytes of back-channel data|any
+unknown  |job           |remaining=65535    |-1
+nobidi   |job           |bidi=no            |-2  |0023|
+code     |socket usb    |error=060202       |    |0001|virtual-printer: received 1b 56 32 31
+asleep   |job socket usb|asleep=2           |    |    |#retry_status=[wake_up=fulfilled(2/60)]
+pieces   |socket usb    |pieces=100&gap=300 |    |    |[STS] size=192
+longest  |socket usb    |extra=320          |    |    |[STS] size=512
+silent   |job socket usb|silence=0          |-2  |0023|cupsBackChannelRead() failed. ret=-1
+die-start|job           |die=start          |none|    ||aborted|stopped with status 1.
+die-awake|job           |die=wake-up        |-2  |0023|fflush() failed.|aborted
+die-awake|socket usb    |die=wake-up        |-2  |0023|Unable to|any
+die-reply|job           |die=reply          |-2  |0023|cupsBackChannelRead() failed. ret=0|aborted
+die-reply|socket usb    |die=reply          |-2  |0023|96 bytes of back-channel data|any
 '
 each_case() {
   local name vias via
-  while IFS='|' read -r name vias settings level reasons text state commands exit message sheet; do
+  while IFS='|' read -r name vias settings level reasons text state exit; do
     for via in $vias; do
       queue=$name-$via
       "$1"
@@ -89,8 +83,7 @@ each_case() {
 declare -A job
 submit_case() {
   "$scheduler" queue "$queue" "virtual-printer://test/${settings:+?$settings}" "$via"
-  # shellcheck disable=SC2086  # one command a word
-  job[$queue]=$(submit "$queue" ${commands:-ReportLevels ReportStatus})
+  job[$queue]=$(submit "$queue" ReportLevels ReportStatus)
 }
 check_case() {
   local end log
@@ -100,25 +93,11 @@ check_case() {
   expect "$queue: exit of the filter" "${exit:-exited with no errors.}" \
     "$(sed -n 's/.*commandtocorvantide) //p' <<<"$log")"
   expect "$queue: its log has \"$text\"" 0 "$(grep -qF -- "$text" <<<"$log"; echo $?)"
-  case $level in
-    -1) : "${message:=blank}" ;;
-    -2) : "${message:=blank}" "${sheet:=InkSheetType: 00}" ;;
-    *) : "${message:=Ink Ribbon = 120 / 400}" ;;
-  esac
-  : "${sheet:=InkSheetType: 13x18(5x7″)}"
-  expect "$queue: what a client reads" \
-    "$(report "${level:-30}" "${message/#blank/ }" "${sheet/#blank/ }" "$reasons")" \
+  expect "$queue: what a client reads" "$(report "${level:-30}" "$reasons")" \
     "$("$scheduler" attributes "$queue")"
 }
 each_case submit_case
 each_case check_case
-# With a backend that logs without pause, the log is that of a run without a scheduler.
-alone=$(printf '%s\n' '#CUPS-COMMAND' ReportLevels ReportStatus |
-  "$BUILD_DIR/virtual-printer" --run virtual-printer://test/ "$FILTER" 1 2 3 4 5 2>&1 |
-  sed '/virtual-printer: /d; s/^DEBUG: //; s/"/\\"/g')
-others='^virtual-printer: \|^PID [0-9]* (\|^time-at-\|^Job completed\|oading.*\.\.\.$'
-expect "chatter: lines whole and in order" "$alone" \
-  "$("$scheduler" log "${job[chatter-job]}" | sed '1,/^Started backend/d' | grep -v "$others")"
 
 # One queue, with one state of the printer after another: the vendor's reasons always match the
 # printer, and a reason of another vendor stays.
@@ -130,7 +109,7 @@ for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no
   "$scheduler" queue states "virtual-printer://test/?$settings"
   "$scheduler" wait "$(submit states ReportStatus)" >/dev/null
   expect "the reasons after $settings" \
-    "$(report none "" "" "media-low-warning${reason:+,$reason}")" \
+    "printer-state-reasons=media-low-warning${reason:+,com.corvantide-error$reason}" \
     "$("$scheduler" attributes states | grep reasons)"
 done
 

@@ -24,12 +24,10 @@ class Job {
     ExitIfDead();
   }
 
-  // One pass of the main loop, which does not wait if the backend chatters. Returns false at the
-  // end of the input.
+  // One pass of the main loop. Returns false at the end of the input.
   bool Serve() {
     pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {side_channel, POLLIN, 0}};
-    if (backend.chatter) std::fprintf(stderr, "DEBUG: virtual-printer: line %u\n", ++lines);
-    poll(fds, 2, backend.chatter ? 0 : milliseconds_until(printer.NextDue(), Clock::now()));
+    poll(fds, 2, milliseconds_until(printer.NextDue(), Clock::now()));
     if (Clock::now() >= printer.NextDue()) SendPiece();
     if (!TakeInput()) return false;
     AnswerSideChannel(0);
@@ -40,7 +38,6 @@ class Job {
   const BackendSettings& backend;
   Printer printer;
   int side_channel = CUPS_SC_FD;  // -1 after the filter has closed its end
-  unsigned lines = 0;             // of chatter
 
   // Closes the input first: a filter that sees the end of a channel must not be able to write, and
   // on exit the kernel closes descriptors in any order.

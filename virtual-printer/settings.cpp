@@ -85,11 +85,6 @@ bool set_drain(Text text, Settings& settings) {
   return choose(STATUSES, text, settings.backend.drain);
 }
 
-bool set_chatter(Text text, Settings& settings) {
-  constexpr std::pair<Text, bool> ANSWERS[] = {{"yes", true}, {"no", false}};
-  return choose(ANSWERS, text, settings.backend.chatter);
-}
-
 struct Setting {
   Text name;
   bool of_backend;
@@ -130,7 +125,6 @@ const Setting SETTINGS[] = {
      "             long are OK with 0 and 2 bytes (yes)",
      set_bidi},
     {"drain", true, "ok, timeout, not-implemented", "the status of each drain (ok)", set_drain},
-    {"chatter", true, "yes, no", "whether the backend logs without pause (no)", set_chatter},
 };
 
 bool uri_error(const std::string& reason) {

@@ -40,7 +40,6 @@ struct BidiAnswer {
 struct BackendSettings {
   BidiAnswer bidi = {CUPS_SC_STATUS_OK, 1, {CUPS_SC_BIDI_SUPPORTED}};
   cups_sc_status_e drain = CUPS_SC_STATUS_OK;
-  bool chatter = false;  // logs without pause
 };
 
 struct Settings {
