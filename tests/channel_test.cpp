@@ -2,6 +2,7 @@
 #include <cups/cups.h>
 #include <cups/sidechannel.h>
 #include <gtest/gtest.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,21 +21,33 @@ namespace {
 struct {
   int awake_from;
   int replies;
-  int asked, pauses, probes;
+  int asked;
 } printer;
+
+// The answer to whether the device is bidirectional.
+struct {
+  cups_sc_status_t status;
+  int size;
+  char byte;
+  int asked;
+} probe;
 
 }  // namespace
 
 int filter_main(int argc, char* argv[]);  // main() of the filter
 
-cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char*, int* size,
+cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char* data, int* size,
                                           double timeout) {
   const bool is_probe = command == CUPS_SC_CMD_GET_BIDI;
-  printer.probes += is_probe ? 1 : 0;
   EXPECT_TRUE(is_probe || command == CUPS_SC_CMD_DRAIN_OUTPUT);
   EXPECT_EQ(*size, 512);
   EXPECT_EQ(timeout, is_probe ? 30.0 : 5.0);
-  return CUPS_SC_STATUS_IO_ERROR;
+  EXPECT_EQ(__fpending(stdout), 0U);  // a drain before the flush would drain nothing
+  if (!is_probe) return CUPS_SC_STATUS_IO_ERROR;
+  ++probe.asked;
+  *size = probe.size;
+  data[0] = probe.byte;
+  return probe.status;
 }
 
 // Each reply comes in two pieces.
@@ -49,50 +62,78 @@ ssize_t cupsBackChannelRead(char* buffer, size_t capacity, double timeout) {
   return static_cast<ssize_t>(piece.size());
 }
 
-int usleep(useconds_t microseconds) {
-  EXPECT_EQ(microseconds, 500000U);
-  ++printer.pauses;
-  return 0;
-}
-
+// Pauses are visible in the log.
+int usleep(useconds_t microseconds) { return std::fprintf(stderr, "usleep(%u)\n", microseconds); }
 unsigned sleep(unsigned seconds) {
-  EXPECT_EQ(seconds, 1U);
-  ++printer.pauses;
+  std::fprintf(stderr, "sleep(%u)\n", seconds);
   return 0;
 }
 
 namespace {
 
-TEST(Filter, ProbesOnceAndWakesThePrinterEvenIfADrainFails) {
+int run_on_empty_file() {
   char words[7][10] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
   char* argv[7];
   for (int i = 0; i < 7; ++i) argv[i] = words[i];
-  printer = {};
-  testing::internal::CaptureStdout();
-  captured_stderr([&argv] { EXPECT_EQ(filter_main(7, argv), 0); });
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
-  EXPECT_EQ(printer.probes, 1);
-  EXPECT_EQ(printer.pauses, 1);
+  return filter_main(7, argv);
+}
 
-  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && filter_main(7, argv),
-              testing::ExitedWithCode(1), "fflush\\(\\) failed");
+TEST(Filter, ProbesOnceAndWakesThePrinterEvenIfADrainFails) {
+  const struct {
+    cups_sc_status_t status;
+    int size;
+    char byte;
+    const char* logged;  // null: bidirectional
+  } cases[] = {
+      {CUPS_SC_STATUS_OK, 1, CUPS_SC_BIDI_SUPPORTED, nullptr},
+      {CUPS_SC_STATUS_OK, 1, 2, " CUPS_SC_STATUS_OK(1)\n"},
+      {CUPS_SC_STATUS_OK, 0, CUPS_SC_BIDI_SUPPORTED, " CUPS_SC_STATUS_OK(1)\n"},
+      {CUPS_SC_STATUS_OK, 2, CUPS_SC_BIDI_SUPPORTED, " CUPS_SC_STATUS_OK(1)\n"},
+      {CUPS_SC_STATUS_NOT_IMPLEMENTED, 1, CUPS_SC_BIDI_SUPPORTED,
+       " CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n"},
+  };
+  for (const auto& c : cases) {
+    printer = {};
+    probe = {c.status, c.size, c.byte, 0};
+    testing::internal::CaptureStdout();
+    const std::string log = captured_stderr([] { EXPECT_EQ(run_on_empty_file(), 0); });
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
+    EXPECT_EQ(log.find("nobidirectional") == std::string::npos, c.logged == nullptr);
+    EXPECT_NE(log.find(c.logged != nullptr ? c.logged : ""), std::string::npos) << log;
+    EXPECT_NE(log.find("IO_ERROR(2)\nusleep(500000)\nDEBUG: wr_esc_wakeup() END\n"),
+              std::string::npos)
+        << log;
+    EXPECT_EQ(probe.asked, 1);
+  }
+}
+
+TEST(Filter, FailsIfTheWakeUpCannotBeSent) {
+  const struct {
+    const char *mode, *log;
+  } cases[] = {{"r", "fwrite\\(\\) failed. ret=0\nDEBUG: wr_esc_wakeup\\(\\) END\n$"},
+               {"w", "fflush\\(\\) failed.\nDEBUG: wr_esc_wakeup\\(\\) END\n$"}};
+  for (const auto& c : cases) {
+    EXPECT_EXIT(std::freopen("/dev/full", c.mode, stdout) != nullptr && run_on_empty_file(),
+                testing::ExitedWithCode(1), c.log);
+  }
 }
 
 TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
   const struct {
     int awake_from, replies;  // the printer's
-    int asked, pauses;
+    int asked;
     const char* end;  // of the log
   } cases[] = {
-      {1, 99, 1, 0, "=fulfilled(0/60)]\n"},
-      {3, 99, 3, 2, "=fulfilled(2/60)]\n"},
-      {61, 99, 61, 60, "=fulfilled(60/60)]\n"},
-      {99, 99, 61, 60, "=expired(61/60)]\nDEBUG: #retry over\n"},
-      {99, 2, 3, 2, "DEBUG: printer_info=[UNAVAILABLE]\n"},
-      {1, 0, 1, 0, "DEBUG: printer_info=[UNAVAILABLE]\n"},
+      {1, 99, 1, "=fulfilled(0/60)]\n"},
+      {3, 99, 3, "=fulfilled(2/60)]\n"},
+      {61, 99, 61, "=fulfilled(60/60)]\n"},
+      {99, 99, 61, "=expired(61/60)]\nDEBUG: #retry over\n"},
+      {99, 2, 3, "DEBUG: printer_info=[UNAVAILABLE]\n"},
+      {1, 0, 1, "DEBUG: printer_info=[UNAVAILABLE]\n"},
   };
+  const std::string exchange = "DEBUG: get_printer_info() START\n";
   for (const auto& c : cases) {
-    printer = {c.awake_from, c.replies, 0, 0, 0};
+    printer = {c.awake_from, c.replies, 0};
     bool available = false;
     testing::internal::CaptureStdout();
     const std::string log =
@@ -101,10 +142,11 @@ TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
     for (int i = 0; i < c.asked; ++i) requests += "\x1bV21";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), requests);
     EXPECT_EQ(printer.asked, c.asked);
-    EXPECT_EQ(printer.pauses, c.pauses);
     EXPECT_EQ(available, std::strstr(c.end, "fulfilled") != nullptr);
+    EXPECT_EQ(log.find("DEBUG: get_printer_info_retry() START\n" + exchange), 0U);
     for (int i = 1; i < c.asked; ++i)
-      EXPECT_NE(log.find("[wake_up=retrying(" + std::to_string(i) + "/60)]\n"), std::string::npos);
+      EXPECT_NE(log.find("retrying(" + std::to_string(i) + "/60)]\nsleep(1)\n" + exchange),
+                std::string::npos);
     const std::string end = std::string(c.end) + "DEBUG: get_printer_info_retry() END\n";
     EXPECT_EQ(log.substr(log.size() - std::min(log.size(), end.size())), end);
   }

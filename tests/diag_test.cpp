@@ -49,13 +49,20 @@ TEST(ToString, NamesTheValuesOfTheHeaders) {
 }
 
 TEST(ToString, EachOverloadKeepsItsLatestFallback) {
-  int number = 7;  // not a constant: the compiler would warn of a value without a name
-  const char* first = to_string(static_cast<cups_adv_e>(number));
-  to_string(static_cast<cups_cut_e>(++number));
-  EXPECT_STREQ(first, "cups_adv_e(7)");
-  EXPECT_EQ(to_string(static_cast<cups_adv_e>(++number)), first);
+  int number = 70;  // not a constant: the compiler would warn of a value without a name
+  const char* const latest[] = {
+      to_string(static_cast<cups_adv_e>(number)),    to_string(static_cast<cups_bool_e>(number)),
+      to_string(static_cast<cups_cspace_e>(number)), to_string(static_cast<cups_cut_e>(number)),
+      to_string(static_cast<cups_edge_e>(number)),   to_string(static_cast<cups_jog_e>(number)),
+      to_string(static_cast<cups_order_e>(number)),  to_string(static_cast<cups_orient_e>(number))};
+  std::string all;
+  for (const char* text : latest) all += std::string(text) + ' ';
+  EXPECT_EQ(all,
+            "cups_adv_e(70) cups_bool_e(70) cups_cspace_e(70) cups_cut_e(70) cups_edge_e(70) "
+            "cups_jog_e(70) cups_order_e(70) cups_orient_e(70) ");
+  EXPECT_EQ(to_string(static_cast<cups_adv_e>(++number)), latest[0]);
   to_string(CUPS_ADVANCE_JOB);
-  EXPECT_STREQ(first, "cups_adv_e(9)");
+  EXPECT_STREQ(latest[0], "cups_adv_e(71)");
 }
 
 TEST(DumpMem, WritesSixteenBytesToALine) {
@@ -83,6 +90,8 @@ TEST(Dump, WritesEveryField) {
   header.AdvanceDistance = 0x63636363;  // would appear if OutputType were read past its end
   header.Tumble = CUPS_FALSE;
   header.cupsWidth = 4294967295U;
+  header.PageSize[0] = 2147483648U;
+  header.PageSize[1] = 4294967294U;
 
   std::ostringstream expected;
   expected << std::ifstream(TEST_DATA "/page_header_dump.txt").rdbuf();

@@ -48,17 +48,18 @@ std::string answers(const PrinterInfo& info) {
 
 TEST(PrinterInfo, AnswersFromTheReply) {
   const struct {
-    int offset, byte;
+    int offset, byte, next;
     const char* expected;
   } cases[] = {
-      {5, 0x01, "available good free"},       {4, 0xFF, "available awake good"},
-      {4, 0xFE, "available awake good free"}, {128, 0x20, "available awake good free"},
-      {128, 0x01, "available awake free"},    {129, 0x01, "available awake free"},
-      {129, 0x80, "available awake free"},    {5, 0x02, "available good free"},
+      {5, 0x01, 0, "available good free"},       {4, 0xFF, 0, "available awake good"},
+      {4, 0xFE, 0, "available awake good free"}, {128, 0x20, 0, "available awake good free"},
+      {128, 0x01, 0, "available awake free"},    {128, 0, 0x01, "available awake free"},
+      {128, 0x20, 0x80, "available awake free"}, {5, 0x02, 0, "available good free"},
   };
   for (const auto& c : cases) {
     char reply[192] = {};
     reply[c.offset] = static_cast<char>(c.byte);
+    reply[c.offset + 1] = static_cast<char>(c.next);
     EXPECT_EQ(answers(PrinterInfo::Parse(reply)), c.expected);
     EXPECT_EQ(PrinterInfo::Parse(reply).GetPrinterState(), PrinterState::Good());
   }

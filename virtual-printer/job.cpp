@@ -97,8 +97,8 @@ class Job {
     if (cupsSideChannelRead(&request, &status, data, &size, 0.0) != 0) {
       side_channel = -1;
     } else if (request == CUPS_SC_CMD_GET_BIDI) {
-      cupsSideChannelWrite(request, backend.bidi.status, backend.bidi.data, backend.bidi.size,
-                           CHANNEL_TIMEOUT);
+      const auto answer = static_cast<char>(backend.bidi);
+      cupsSideChannelWrite(request, CUPS_SC_STATUS_OK, &answer, 1, CHANNEL_TIMEOUT);
     } else if (request == CUPS_SC_CMD_DRAIN_OUTPUT) {
       TakeInput();  // its end is handled in the next pass
       cupsSideChannelWrite(request, backend.drain, nullptr, 0, CHANNEL_TIMEOUT);

@@ -44,7 +44,7 @@ int open_network(unsigned& port) {
   address.sin_port = htons(static_cast<std::uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   auto* name = reinterpret_cast<sockaddr*>(&address);
-  if (bind(server, name, size) != 0 || listen(server, 8) != 0 ||
+  if (bind(server, name, size) != 0 || listen(server, SOMAXCONN) != 0 ||
       getsockname(server, name, &size) != 0) {
     close(server);
     return -1;

@@ -68,20 +68,14 @@ bool set_die(Text text, Settings& settings) {
 }
 
 bool set_bidi(Text text, Settings& settings) {
-  constexpr std::pair<Text, BidiAnswer> ANSWERS[] = {
-      {"yes", {CUPS_SC_STATUS_OK, 1, {CUPS_SC_BIDI_SUPPORTED}}},
-      {"no", {CUPS_SC_STATUS_OK, 1, {CUPS_SC_BIDI_NOT_SUPPORTED}}},
-      {"empty", {CUPS_SC_STATUS_OK, 0, {}}},
-      {"long", {CUPS_SC_STATUS_OK, 2, {CUPS_SC_BIDI_SUPPORTED, CUPS_SC_BIDI_SUPPORTED}}},
-      {"not-implemented", {CUPS_SC_STATUS_NOT_IMPLEMENTED, 1, {CUPS_SC_BIDI_SUPPORTED}}}};
+  constexpr std::pair<Text, cups_sc_bidi_e> ANSWERS[] = {{"yes", CUPS_SC_BIDI_SUPPORTED},
+                                                         {"no", CUPS_SC_BIDI_NOT_SUPPORTED}};
   return choose(ANSWERS, text, settings.backend.bidi);
 }
 
 bool set_drain(Text text, Settings& settings) {
   constexpr std::pair<Text, cups_sc_status_e> STATUSES[] = {
-      {"ok", CUPS_SC_STATUS_OK},
-      {"timeout", CUPS_SC_STATUS_TIMEOUT},
-      {"not-implemented", CUPS_SC_STATUS_NOT_IMPLEMENTED}};
+      {"ok", CUPS_SC_STATUS_OK}, {"not-implemented", CUPS_SC_STATUS_NOT_IMPLEMENTED}};
   return choose(STATUSES, text, settings.backend.drain);
 }
 
@@ -120,11 +114,8 @@ const Setting SETTINGS[] = {
      "when the printer disconnects: at its start, after it received\n"
      "             the wake-up command, or in the middle of its first reply (never)",
      set_die},
-    {"bidi", true, "yes, no, empty, long, not-implemented",
-     "the answer to whether the device is bidirectional; empty and\n"
-     "             long are OK with 0 and 2 bytes (yes)",
-     set_bidi},
-    {"drain", true, "ok, timeout, not-implemented", "the status of each drain (ok)", set_drain},
+    {"bidi", true, "yes, no", "whether the device is bidirectional (yes)", set_bidi},
+    {"drain", true, "ok, not-implemented", "the status of each drain (ok)", set_drain},
 };
 
 bool uri_error(const std::string& reason) {

@@ -29,16 +29,9 @@ struct PrinterSettings {
   Death die = Death::Never;
 };
 
-// The backend's answer to whether its device is bidirectional.
-struct BidiAnswer {
-  cups_sc_status_e status;
-  int size;  // bytes of data
-  char data[2];
-};
-
 // Settings of the simulated backend.
 struct BackendSettings {
-  BidiAnswer bidi = {CUPS_SC_STATUS_OK, 1, {CUPS_SC_BIDI_SUPPORTED}};
+  cups_sc_bidi_e bidi = CUPS_SC_BIDI_SUPPORTED;
   cups_sc_status_e drain = CUPS_SC_STATUS_OK;
 };
 
@@ -56,8 +49,9 @@ enum class Attachment { Job, Socket, Usb };
 bool read_number(std::string_view text, unsigned max, unsigned& number, int base = 10);
 
 // Reads a URI, "virtual-printer://NAME/?SETTING=VALUE&...". If a setting is unknown, has an invalid
-// value, or does not go with the attachment, prints one "ERROR: " line and returns false.
+// value, or does not go with the attachment, prints an "ERROR: " message, which can quote the URI,
+// and returns false.
 bool parse_settings(std::string_view uri, Attachment attachment, Settings& settings);
 
-// Prints a line or two about each setting of the printer or of the backend.
+// Prints two or three lines about each setting of the printer or of the backend.
 void print_settings(std::FILE* out, bool of_backend);

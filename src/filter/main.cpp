@@ -4,7 +4,6 @@
 #include <cups/cups.h>
 #include <cups/sidechannel.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -52,15 +51,6 @@ const Command COMMANDS[] = {
     {"ReportStatus", report_status},
 };
 
-// Opens /dev/null as this descriptor if it is closed.
-void occupy(int fd) {
-  if (fcntl(fd, F_GETFD) != -1) return;
-  const int null = open("/dev/null", O_RDWR);
-  if (null == -1 || null == fd) return;
-  dup2(null, fd);
-  close(null);
-}
-
 // Prepares the process for a scheduler, a shell or a test.
 void prepare_process() {
   // If the backend dies, the filter must log it, not be killed during a report.
@@ -68,11 +58,6 @@ void prepare_process() {
 
   // All processes of a job share one log pipe, in which only a single write stays together.
   std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
-
-  // If a channel is missing, libcups spins forever, or reads the command file if that has the
-  // descriptor. A read from /dev/null returns at once.
-  occupy(BACK_CHANNEL_FD);
-  occupy(CUPS_SC_FD);
 
   // cupsBackChannelRead calls read even after its timeout; that must not block.
   const int flags = fcntl(BACK_CHANNEL_FD, F_GETFL);
@@ -103,7 +88,7 @@ void run_command(const char* directive, bool bidirectional) {
   }
 }
 
-// The file is null if standard input is closed.
+// The file is null if cupsFileStdin failed.
 void close_if_open(cups_file_t* file) {
   if (file != nullptr) cupsFileClose(file);
 }
@@ -127,7 +112,7 @@ int main(int argc, char* argv[]) {
   const bool bidirectional = probe_bidirectional();
   if (wr_esc_wakeup() != 0) {
     close_if_open(file);
-    std::exit(1);  // not a return: it ends the process also if a program calls main
+    std::exit(1);  // not a return: the process must also end if main was called as a function
   }
 
   char directive[DIRECTIVE_SIZE];
