@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "channel/retry_counter.h"
 #include "channel/status_query.h"
@@ -19,18 +20,16 @@ namespace {
 // The printer that the fakes below simulate: it is awake from reply number `awake_from`, and sends
 // at most `replies` replies.
 struct {
-  int awake_from;
-  int replies;
-  int asked;
+  unsigned awake_from, replies, asked;
 } printer;
 
 // The answer to whether the device is bidirectional.
-struct {
+struct Answer {
   cups_sc_status_t status;
   int size;
   char byte;
-  int asked;
-} probe;
+} answer;
+int probes = 0;
 
 }  // namespace
 
@@ -44,10 +43,10 @@ cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char* data,
   EXPECT_EQ(timeout, is_probe ? 30.0 : 5.0);
   EXPECT_EQ(__fpending(stdout), 0U);  // a drain before the flush would drain nothing
   if (!is_probe) return CUPS_SC_STATUS_IO_ERROR;
-  ++probe.asked;
-  *size = probe.size;
-  data[0] = probe.byte;
-  return probe.status;
+  ++probes;
+  *size = answer.size;
+  data[0] = answer.byte;
+  return answer.status;
 }
 
 // Each reply comes in two pieces.
@@ -62,66 +61,47 @@ ssize_t cupsBackChannelRead(char* buffer, size_t capacity, double timeout) {
   return static_cast<ssize_t>(piece.size());
 }
 
-// Pauses are visible in the log.
+// The log shows the pauses.
 int usleep(useconds_t microseconds) { return std::fprintf(stderr, "usleep(%u)\n", microseconds); }
-unsigned sleep(unsigned seconds) {
-  std::fprintf(stderr, "sleep(%u)\n", seconds);
-  return 0;
-}
+unsigned sleep(unsigned seconds) { return std::fprintf(stderr, "sleep(%u)\n", seconds) < 0; }
 
 namespace {
 
 int run_on_empty_file() {
-  char words[7][10] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
-  char* argv[7];
-  for (int i = 0; i < 7; ++i) argv[i] = words[i];
-  return filter_main(7, argv);
+  const char* argv[] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
+  return filter_main(7, const_cast<char**>(argv));
 }
 
 TEST(Filter, ProbesOnceAndWakesThePrinterEvenIfADrainFails) {
-  const struct {
-    cups_sc_status_t status;
-    int size;
-    char byte;
-    const char* logged;  // null: bidirectional
-  } cases[] = {
-      {CUPS_SC_STATUS_OK, 1, CUPS_SC_BIDI_SUPPORTED, nullptr},
-      {CUPS_SC_STATUS_OK, 1, 2, " CUPS_SC_STATUS_OK(1)\n"},
-      {CUPS_SC_STATUS_OK, 0, CUPS_SC_BIDI_SUPPORTED, " CUPS_SC_STATUS_OK(1)\n"},
-      {CUPS_SC_STATUS_OK, 2, CUPS_SC_BIDI_SUPPORTED, " CUPS_SC_STATUS_OK(1)\n"},
-      {CUPS_SC_STATUS_NOT_IMPLEMENTED, 1, CUPS_SC_BIDI_SUPPORTED,
-       " CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n"},
+  const std::pair<Answer, std::string> cases[] = {
+      {{CUPS_SC_STATUS_OK, 1, CUPS_SC_BIDI_SUPPORTED}, ""},
+      {{CUPS_SC_STATUS_OK, 1, 2}, "CUPS_SC_STATUS_OK(1)\n"},
+      {{CUPS_SC_STATUS_OK, 0, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_OK(1)\n"},
+      {{CUPS_SC_STATUS_OK, 2, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_OK(1)\n"},
+      {{CUPS_SC_STATUS_NONE, 1, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_NONE(0)\n"},
   };
   for (const auto& c : cases) {
-    printer = {};
-    probe = {c.status, c.size, c.byte, 0};
+    answer = c.first;
+    probes = 0;
     testing::internal::CaptureStdout();
-    const std::string log = captured_stderr([] { EXPECT_EQ(run_on_empty_file(), 0); });
+    EXPECT_EQ(captured_stderr([] { EXPECT_EQ(run_on_empty_file(), 0); }),
+              (c.second.empty() ? "" : NOT_BIDIRECTIONAL + c.second) +
+                  wake_up(drain("CUPS_SC_STATUS_IO_ERROR(2)\n") + "usleep(500000)\n"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
-    EXPECT_EQ(log.find("nobidirectional") == std::string::npos, c.logged == nullptr);
-    EXPECT_NE(log.find(c.logged != nullptr ? c.logged : ""), std::string::npos) << log;
-    EXPECT_NE(log.find("IO_ERROR(2)\nusleep(500000)\nDEBUG: wr_esc_wakeup() END\n"),
-              std::string::npos)
-        << log;
-    EXPECT_EQ(probe.asked, 1);
+    EXPECT_EQ(probes, 1);
   }
 }
 
 TEST(Filter, FailsIfTheWakeUpCannotBeSent) {
-  const struct {
-    const char *mode, *log;
-  } cases[] = {{"r", "fwrite\\(\\) failed. ret=0\nDEBUG: wr_esc_wakeup\\(\\) END\n$"},
-               {"w", "fflush\\(\\) failed.\nDEBUG: wr_esc_wakeup\\(\\) END\n$"}};
-  for (const auto& c : cases) {
-    EXPECT_EXIT(std::freopen("/dev/full", c.mode, stdout) != nullptr && run_on_empty_file(),
-                testing::ExitedWithCode(1), c.log);
-  }
+  EXPECT_EXIT(std::freopen("/dev/full", "r", stdout) != nullptr && run_on_empty_file(),
+              testing::ExitedWithCode(1), "fwrite\\(\\) failed. ret=0\nDEBUG: [^\n]* END\n$");
+  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && run_on_empty_file(),
+              testing::ExitedWithCode(1), "fflush\\(\\) failed.\nDEBUG: [^\n]* END\n$");
 }
 
 TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
   const struct {
-    int awake_from, replies;  // the printer's
-    int asked;
+    unsigned awake_from, replies, asked;
     const char* end;  // of the log
   } cases[] = {
       {1, 99, 1, "=fulfilled(0/60)]\n"},
@@ -138,13 +118,11 @@ TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
     testing::internal::CaptureStdout();
     const std::string log =
         captured_stderr([&] { available = get_printer_info_retry().isAvailable(); });
-    std::string requests;
-    for (int i = 0; i < c.asked; ++i) requests += "\x1bV21";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), requests);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().size(), 4 * printer.asked);
     EXPECT_EQ(printer.asked, c.asked);
     EXPECT_EQ(available, std::strstr(c.end, "fulfilled") != nullptr);
     EXPECT_EQ(log.find("DEBUG: get_printer_info_retry() START\n" + exchange), 0U);
-    for (int i = 1; i < c.asked; ++i)
+    for (unsigned i = 1; i < c.asked; ++i)
       EXPECT_NE(log.find("retrying(" + std::to_string(i) + "/60)]\nsleep(1)\n" + exchange),
                 std::string::npos);
     const std::string end = std::string(c.end) + "DEBUG: get_printer_info_retry() END\n";
@@ -156,10 +134,7 @@ TEST(RetryCounter, StaysExpiredAfterItsLimit) {
   RetryCounter none(0);
   none.Test(true);
   EXPECT_EQ(none.to_string(), "fulfilled(0/0)");
-  none.Test(false);
-  EXPECT_EQ(none.to_string(), "expired(1/0)");
-  none.Test(true);
-  none.Test(false);
+  for (const bool success : {false, true, false}) none.Test(success);
   EXPECT_EQ(none.to_string(), "expired(1/0)");
 }
 

@@ -60,9 +60,6 @@ TEST(ToString, EachOverloadKeepsItsLatestFallback) {
   EXPECT_EQ(all,
             "cups_adv_e(70) cups_bool_e(70) cups_cspace_e(70) cups_cut_e(70) cups_edge_e(70) "
             "cups_jog_e(70) cups_order_e(70) cups_orient_e(70) ");
-  EXPECT_EQ(to_string(static_cast<cups_adv_e>(++number)), latest[0]);
-  to_string(CUPS_ADVANCE_JOB);
-  EXPECT_STREQ(latest[0], "cups_adv_e(71)");
 }
 
 TEST(DumpMem, WritesSixteenBytesToALine) {
@@ -71,8 +68,6 @@ TEST(DumpMem, WritesSixteenBytesToALine) {
     EXPECT_EQ(captured_stderr([&] { dump_mem("[STS]", bytes.data(), size); }),
               dump_lines("[STS]", bytes.substr(0, static_cast<std::size_t>(size))));
   }
-  EXPECT_EQ(captured_stderr([] { dump_mem("[CMD]", "\x1b\xff", 2); }),
-            "DEBUG: [CMD] size=2\nDEBUG: [CMD] 0000: 1b ff\n");
   EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, 0); }),
             "DEBUG: L size=0\nDEBUG: L 0000:\n");
   EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, -1); }), "DEBUG: L size=-1\n");

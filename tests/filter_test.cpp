@@ -52,17 +52,7 @@ Outcome shell(const std::string& command) {
 
 const std::string NO_ERROR = std::string(3, '\0');
 
-const std::string NOT_BIDIRECTIONAL =
-    "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O available! ";
 const std::string TIMEOUT = "CUPS_SC_STATUS_TIMEOUT(3)\n";
-
-std::string drain(const std::string& status) { return "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status; }
-
-// The log of a wake-up, with `rest` between its bytes and its end.
-std::string wake_up(const std::string& rest = "") {
-  return "DEBUG: wr_esc_wakeup() START\n" + dump_lines("[CMD]", "\x1b\x45WU") + rest +
-         "DEBUG: wr_esc_wakeup() END\n";
-}
 
 std::string command(const std::string& word, int line) {
   return "DEBUG: ====> command=[" + word + "] linenum=" + std::to_string(line) + "\n";
@@ -113,7 +103,6 @@ std::ostream& operator<<(std::ostream& out, const Run& run) { return out << run.
 std::vector<Run> runs() {
   const std::string error_0001 = answered(192, "", "\x06\x02\x02");
   std::vector<Run> all = {
-      {"EmptyFile", "", "", 0, wake_up(), WOKEN},
       {"BothCommands", "?error=060202", "#CUPS-COMMAND\\nReportLevels\\nReportStatus\\n", 0,
        wake_up() + command("ReportLevels", 2) + error_0001 + LEVELS + state_lines(1) +
            command("ReportStatus", 3) + error_0001 + state_lines(1),
@@ -146,8 +135,6 @@ std::vector<Run> runs() {
   };
   const std::string asked = wake_up() + command("ReportStatus", 1);
   ask("TwoPieces", "?extra=8&pieces=100,100", asked + answered(200), 0, replied(200, 200));
-  ask("CompleteBeforeItsEnd", "?extra=108&pieces=192,108", asked + answered(), 0,
-      replied(300, 300));
   ask("LongestReply", "?extra=320&pause=300", asked + answered(512), 0, replied(512, 512));
   ask("OneByteShort", "?silence=191", asked + unanswered(read_failed(-1)), 23, replied(191));
   const std::string not_drained = drain("CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n");
@@ -200,7 +187,6 @@ TEST(CommandLine, ReportsErrors) {
       {run + FILTER " 1 2 3 4 5 /dev/null 7", usage},
       {run + FILTER " 1 2 3 4 5 /nowhere",
        "1ERROR: Unable to open command file - : No such file or directory\n"},
-      {check + "bidi=0", error + "bidi=0\" in the URI: expected yes, no\n"},
       {check + "error", error + "error\" in the URI: expected six hexadecimal digits\n"},
       {check + "noerror", error + "noerror\" in the URI: unknown setting\n"},
   };

@@ -73,3 +73,16 @@ inline std::string marker_lines(const std::string& text, const std::string& leve
          "\nATTR: marker-message=\"" + message + "\"\nATTR: marker-names=\"" + name +
          "\"\nATTR: marker-types=ink-ribbon\n";
 }
+
+inline const std::string NOT_BIDIRECTIONAL =
+    "DEBUG: Unable to retrieve supply status from printer - nobidirectional I/O available! ";
+
+inline std::string drain(const std::string& status) {
+  return "DEBUG: CUPS_SC_CMD_DRAIN_OUTPUT=" + status;
+}
+
+// The log of a wake-up, with `rest` between its bytes and its end.
+inline std::string wake_up(const std::string& rest = "") {
+  return "DEBUG: wr_esc_wakeup() START\n" + dump_lines("[CMD]", "\x1b\x45WU") + rest +
+         "DEBUG: wr_esc_wakeup() END\n";
+}

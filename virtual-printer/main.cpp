@@ -30,7 +30,7 @@ int help() {
       "Usage: virtual-printer --run URI FILTER [ARG...]\n"
       "       virtual-printer --listen PORT URI\n"
       "       virtual-printer --check URI [job|socket|usb]\n"
-      "       virtual-printer job-id user title copies options [file]\n"
+      "       virtual-printer job-id user title copies options\n"
       "\n"
       "Simulates a ribbon photo printer.\n"
       "\n"
@@ -38,12 +38,12 @@ int help() {
       "  --listen  serves raw TCP on 127.0.0.1:PORT (0: any free port), prints the\n"
       "            device URI, runs until Ctrl-C.\n"
       "  --check   exits with status 1 if the URI is invalid for a printer behind the\n"
-      "            simulated backend (job) or CUPS's socket or usb backend.\n"
+      "            simulated backend (job, the default) or CUPS's socket or usb backend.\n"
       "\n"
       "Without an option it is a CUPS backend, whose URI is in DEVICE_URI.\n"
       "\n"
-      "Example, in the build directory, of a printer with an error that is asleep for\n"
-      "two replies:\n"
+      "In this example, for the build directory, the printer has an error and is asleep\n"
+      "for its first two replies:\n"
       "  printf 'ReportLevels\\nReportStatus\\n' | ./virtual-printer --run \\\n"
       "    'virtual-printer://x/?error=060202&asleep=2' \\\n"
       "    ./commandtocorvantide 1 user title 1 ''\n"
@@ -80,21 +80,13 @@ bool move_descriptor(int fd, int place) {
   return false;
 }
 
-int run_backend(const char* device_uri, const char* path) {
+int run_backend(const char* device_uri) {
   Settings settings;
   if (device_uri == nullptr) {
     std::fprintf(stderr, "ERROR: virtual-printer: DEVICE_URI is not set in the environment\n");
     return CUPS_BACKEND_FAILED;
   }
   if (!parse_settings(device_uri, Attachment::Job, settings)) return CUPS_BACKEND_FAILED;
-  if (path != nullptr) {
-    const int file = open(path, O_RDONLY);
-    if (file == -1) {
-      std::perror("ERROR: virtual-printer: cannot open the file");
-      return CUPS_BACKEND_FAILED;
-    }
-    if (!move_descriptor(file, STDIN_FILENO)) return CUPS_BACKEND_FAILED;
-  }
   serve_job(settings);
   return CUPS_BACKEND_OK;
 }
@@ -171,8 +163,7 @@ int main(int argc, char* argv[]) {
   if (argc == 4 && option == "--listen") return listen_on(argv[2], argv[3]);
   if ((argc == 3 || argc == 4) && option == "--check")
     return check(argv[2], argc == 4 ? argv[3] : "job");
-  if ((argc == 6 || argc == 7) && option.substr(0, 1) != "-")
-    return run_backend(cupsBackendDeviceURI(argv), argc == 7 ? argv[6] : nullptr);
+  if (argc == 6 && option.substr(0, 1) != "-") return run_backend(cupsBackendDeviceURI(argv));
 
   std::fprintf(stderr, "ERROR: virtual-printer: wrong arguments; try virtual-printer --help\n");
   return 1;
