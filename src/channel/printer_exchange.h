@@ -12,5 +12,6 @@
 int wr_esc_wakeup();
 
 // Asks the printer for its status, once. Returns an unavailable info if the command could not be
-// written or flushed, or if no data arrived for a second before the reply was complete.
+// written or flushed, or if the back channel ended, failed, or had no data for a second before the
+// reply was complete.
 PrinterInfo get_printer_info();
