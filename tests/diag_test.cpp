@@ -73,9 +73,9 @@ TEST(DumpMem, WritesSixteenBytesToALine) {
   EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, -1); }), "DEBUG: L size=-1\n");
 }
 
-// Each number in the header is its own index, so that a line shows which field it printed. The
-// strings have no NUL.
-TEST(Dump, WritesEveryField) {
+// Each number in the header is its own index, so that a line shows which field it printed, except
+// the numbers that are set below. The strings have no NUL.
+TEST(Dump, WritesALineForEachField) {
   static_assert(sizeof(cups_page_header_s) == 256 + 41 * sizeof(unsigned));
   unsigned words[64 + 41];
   std::memset(words, 'c', 256);

@@ -108,7 +108,7 @@ for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no
     "$("$scheduler" attributes states | grep reasons)"
 done
 
-# A job is cancelled during a query that never ends: SIGTERM ends the filter, which is not killed.
+# A job is cancelled during a query that lasts a minute: SIGTERM ends the filter, which is not killed.
 "$scheduler" queue sleeper 'virtual-printer://test/?asleep=1000'
 sleeper=$(submit sleeper ReportStatus)
 wait_for_log "$sleeper" 'retrying(1/60)'

@@ -75,8 +75,8 @@ class Job {
     ExitIfDead();
   }
 
-  // Waits until the pipe is empty, because two pieces in it would become one. Answers the side
-  // channel meanwhile, because the filter requests a drain before it reads.
+  // Waits until the pipe is empty, at most for a second, because two pieces in it would become one.
+  // Answers the side channel meanwhile, because the filter requests a drain before it reads.
   void WaitUntilRead() {
     const Time deadline = Clock::now() + std::chrono::seconds(1);
     int unread = 0;

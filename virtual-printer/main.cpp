@@ -34,11 +34,11 @@ int help() {
       "\n"
       "Simulates a ribbon photo printer.\n"
       "\n"
-      "  --run     executes FILTER, connected to a simulated printer as cupsd would.\n"
+      "  --run     executes FILTER, connected to a simulated printer as by cupsd.\n"
       "  --listen  serves raw TCP on 127.0.0.1:PORT (0: any free port), prints the\n"
       "            device URI, runs until Ctrl-C.\n"
       "  --check   exits with status 1 if the URI is invalid for a printer behind the\n"
-      "            simulated backend (job, the default) or CUPS's socket or usb backend.\n"
+      "            simulated backend (job, default) or CUPS's socket or usb backend.\n"
       "\n"
       "Without an option it is a CUPS backend, whose URI is in DEVICE_URI.\n"
       "\n"
@@ -52,8 +52,8 @@ int help() {
       "defaults in parentheses. Of the printer:\n");
   print_settings(stdout, false);
   std::printf(
-      "Of the simulated backend, which sends a piece only after the filter has read\n"
-      "the one before:\n");
+      "Of the simulated backend, which sends a piece when the filter has read the one\n"
+      "before, or after a second:\n");
   print_settings(stdout, true);
   return flush_output();
 }

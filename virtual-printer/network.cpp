@@ -12,7 +12,8 @@
 
 namespace {
 
-// Serves a connection until it fails, or the client has closed its side and got all its replies.
+// Serves a connection until it fails, the printer dies, or the client has closed its side and has
+// got all its replies.
 void serve_connection(int connection, const PrinterSettings& settings) {
   Printer printer(settings);
   pollfd input = {connection, POLLIN, 0};

@@ -48,9 +48,8 @@ enum class Attachment { Job, Socket, Usb };
 // text.
 bool read_number(std::string_view text, unsigned max, unsigned& number, int base = 10);
 
-// Reads a URI, "virtual-printer://NAME/?SETTING=VALUE&...". If a setting is unknown, has an invalid
-// value, or does not go with the attachment, prints an "ERROR: " message, which can quote the URI,
-// and returns false.
+// Reads a URI, "virtual-printer://NAME/?SETTING=VALUE&...". If it is not valid for the attachment,
+// prints an "ERROR: " message, which can quote the URI, and returns false.
 bool parse_settings(std::string_view uri, Attachment attachment, Settings& settings);
 
 // Prints two or three lines about each setting of the printer or of the backend.

@@ -141,7 +141,7 @@ int libusb_get_device_descriptor(libusb_device*, libusb_device_descriptor* descr
   descriptor->bLength = LIBUSB_DT_DEVICE_SIZE;
   descriptor->bDescriptorType = LIBUSB_DT_DEVICE;
   descriptor->bcdUSB = 0x0200;
-  descriptor->idVendor = 0x1209;  // of a registry for open projects; its product 1 is for tests
+  descriptor->idVendor = 0x1209;  // a registry for open projects; product 1 is for tests
   descriptor->idProduct = 0x0001;
   descriptor->iSerialNumber = bus.serial_number.empty() ? 0 : SERIAL_NUMBER;
   descriptor->bNumConfigurations = 1;

@@ -9,7 +9,7 @@
 // Reads `size` bytes, or none if it is not positive.
 void dump_mem(const char* label, const void* data, int size);
 
-// Writes every field of a version 1 raster page header (cups/raster.h), one per line, without the
-// "DEBUG: " prefix. Does not read past the end of a text field that has no NUL. Currently unused;
-// for a driver that shares this module.
+// Writes the fields of a version 1 raster page header (cups/raster.h), one per line, without the
+// "DEBUG: " prefix; of ImagingBoundingBox only the left and the bottom edge. Does not read past the
+// end of a text field that has no NUL. Currently unused; for a driver that shares this module.
 void dump(const cups_page_header_s* header);
