@@ -34,7 +34,7 @@ int help() {
       "\n"
       "Simulates a ribbon photo printer.\n"
       "\n"
-      "  --run     executes FILTER, connected to a simulated printer as by cupsd.\n"
+      "  --run     executes FILTER, connected to a simulated printer.\n"
       "  --listen  serves raw TCP on 127.0.0.1:PORT (0: any free port), prints the\n"
       "            device URI, runs until Ctrl-C.\n"
       "  --check   exits with status 1 if the URI is invalid for a printer behind the\n"

@@ -82,7 +82,7 @@ void dump_cups_values(const cups_page_header_s& header) {
 }  // namespace
 
 // The digits of a line are made by hand, so that a line is one formatted write: with a write for
-// each of the 192 bytes of a reply, a status took three times as many instructions.
+// each of the 192 bytes of a reply, a status took 2.7 times as many instructions.
 void dump_mem(const char* label, const void* data, int size) {
   constexpr unsigned LINE_SIZE = 16;
   constexpr char DIGITS[] = "0123456789abcdef";

@@ -66,7 +66,7 @@ const PrinterStateReasonEntry PRINTER_STATE_REASONS[] = {
     {{0x11, 0x06, 0x06}, {"com.corvantide-error0024"}},
 };
 
-// Reported if the printer cannot be asked, or if no row has its code.
+// Reported if there is no status, or if no row has its error code.
 const char* const FALLBACK_REASON = "com.corvantide-error0023";
 
 // Calls `use` with each reason of a row.
