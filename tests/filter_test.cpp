@@ -23,8 +23,8 @@ struct Outcome {
   std::string out, log, printer;
 };
 
-// The log is a socket that preserves the boundaries of writes: each must be one whole line, so that
-// the line of another process cannot be inside it.
+// The log is a socket that preserves the boundaries of writes: each must be one whole line, in
+// which the line of another process cannot be; only the usage message has no line feed.
 Outcome shell(const std::string& command) {
   int log[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, log), 0);

@@ -111,8 +111,8 @@ int listen_on(const char* port_text, const char* uri) {
 }
 
 // Executes the filter in this process, so that the caller sees its exit status and signals reach
-// it. The printer is a child that exits after the filter. The back channel is blocking, as in a
-// shell; the scheduler's is not, and a filter must support both.
+// it. The printer is a child that exits when the filter has exited or the printer dies. The back
+// channel is blocking, as in a shell; the scheduler's is not, and a filter must support both.
 int run_filter(const char* uri, char** filter) {
   Settings settings;
   if (!parse_settings(uri, Attachment::Job, settings)) return 1;

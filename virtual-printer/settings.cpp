@@ -108,7 +108,7 @@ const Setting SETTINGS[] = {
      set_pieces},
     {"gap", false, "0 to 65535", "milliseconds between two pieces (0)",
      [](Text text, Settings& s) { return read_count(text, s.printer.gap); }},
-    {"silence", false, "0 to 512", "the bytes that are sent of each reply, at most (512)",
+    {"silence", false, "0 to 512", "the most bytes that are sent of each reply (512)",
      [](Text text, Settings& s) { return read_number(text, REPLY_SIZE_MAX, s.printer.silence); }},
     {"die", false, "never, start, wake-up, reply",
      "when the printer disconnects: at its start, after it received\n"

@@ -7,7 +7,7 @@
 #include "model/printer_levels.h"
 #include "model/printer_state.h"
 
-// One decoded status reply, or unavailable if there was no reply. The other members are valid only
+// One decoded status reply, or unavailable if there is no status. The other members are valid only
 // if the info is available.
 class PrinterInfo {
  public:

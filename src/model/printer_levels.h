@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-// The ink ribbon as reported by the printer, or unavailable if there was no reply. Counts are in
+// The ink ribbon as reported by the printer, or unavailable if there is no status. Counts are in
 // the printer's own unit. No value is checked.
 class PrinterLevels {
  public:

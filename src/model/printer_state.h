@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-// The printer's error condition: unavailable if there was no reply, otherwise the 3-byte error code
+// The printer's error condition: unavailable if there is no status, otherwise the 3-byte error code
 // that the printer sent. All zeros mean no error.
 class PrinterState {
  public:
