@@ -108,14 +108,14 @@ for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no
     "$("$scheduler" attributes states | grep reasons)"
 done
 
-# A job is cancelled during a query that lasts a minute: SIGTERM ends the filter, which is not killed.
+# A job is canceled during a query of a minute: SIGTERM ends the filter, which is not killed.
 "$scheduler" queue sleeper 'virtual-printer://test/?asleep=1000'
 sleeper=$(submit sleeper ReportStatus)
 wait_for_log "$sleeper" 'retrying(1/60)'
 cancel "$sleeper"
 wait_for_log "$sleeper" 'commandtocorvantide) '
-expect "a cancelled job's filter" "was terminated normally with signal 15." \
+expect "a canceled job's filter" "was terminated normally with signal 15." \
   "$("$scheduler" log "$sleeper" | sed -n 's/.*commandtocorvantide) //p')"
-expect "a cancelled job" "$sleeper canceled" "$("$scheduler" wait "$sleeper")"
+expect "a canceled job" "$sleeper canceled" "$("$scheduler" wait "$sleeper")"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
