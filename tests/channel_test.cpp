@@ -1,132 +1,239 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The filter's main() with fakes of libcups. The fakes follow a script, and log their calls. The
+// log also has the bytes that the filter sends.
 #include <cups/cups.h>
-#include <cups/sidechannel.h>
-#include <gtest/gtest.h>
-#include <stdio_ext.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <string>
-#include <utility>
+#include <deque>
+#include <filesystem>
+#include <random>
+#include <vector>
 
 #include "channel/retry_counter.h"
-#include "channel/status_query.h"
+#include "diag/value_names.h"
 #include "support.h"
 
 namespace {
 
-// The printer that the fakes below simulate: it is awake from reply number `awake_from`, and sends
-// at most `replies` replies.
-struct {
-  unsigned awake_from, replies, asked;
-} printer;
-
-// The answer to whether the device is bidirectional.
+// The script: what the next calls of each fake return.
 struct Answer {
   cups_sc_status_t status;
   int size;
   char byte;
-} answer;
-int probes = 0;
+};
+std::deque<Answer> answers;
+
+// The bytes that a read returns; if there are none, its result.
+std::deque<std::pair<std::string, ssize_t>> reads;
 
 }  // namespace
 
 int filter_main(int argc, char* argv[]);  // main() of the filter
 
+// at() ends the test if the filter makes a call that is not in the script, perhaps in a loop.
 cups_sc_status_t cupsSideChannelDoRequest(cups_sc_command_t command, char* data, int* size,
                                           double timeout) {
-  const bool is_probe = command == CUPS_SC_CMD_GET_BIDI;
-  EXPECT_TRUE(is_probe || command == CUPS_SC_CMD_DRAIN_OUTPUT);
-  EXPECT_EQ(*size, 512);
-  EXPECT_EQ(timeout, is_probe ? 30.0 : 5.0);
-  EXPECT_EQ(__fpending(stdout), 0U);  // a drain before the flush would drain nothing
-  if (!is_probe) return CUPS_SC_STATUS_IO_ERROR;
-  ++probes;
+  std::fprintf(stderr, "request(%d, %d, %g)\n", command, *size, timeout);
+  const Answer answer = answers.at(0);
+  answers.pop_front();
   *size = answer.size;
   data[0] = answer.byte;
   return answer.status;
 }
 
-// Each reply comes in two pieces.
 ssize_t cupsBackChannelRead(char* buffer, size_t capacity, double timeout) {
-  EXPECT_EQ(timeout, 1.0);
-  const std::size_t received = 512 - capacity;
-  if (received == 0 && printer.asked++ >= printer.replies) return -1;
-  const std::string reply =
-      reply_bytes(std::string(3, '\0'), 192, printer.asked < printer.awake_from ? 1 : 0);
-  const std::string piece = received == 0 ? reply.substr(0, 100) : reply.substr(received);
-  std::copy(piece.begin(), piece.end(), buffer);
-  return static_cast<ssize_t>(piece.size());
+  std::fprintf(stderr, "read(%zu, %g)\n", capacity, timeout);
+  const auto [bytes, failure] = reads.at(0);
+  reads.pop_front();
+  std::copy(bytes.begin(), bytes.end(), buffer);
+  return bytes.empty() ? failure : static_cast<ssize_t>(bytes.size());
 }
 
-// The log shows the pauses.
 int usleep(useconds_t microseconds) { return std::fprintf(stderr, "usleep(%u)\n", microseconds); }
 unsigned sleep(unsigned seconds) { return std::fprintf(stderr, "sleep(%u)\n", seconds) < 0; }
 
 namespace {
 
-int run_on_empty_file() {
-  const char* argv[] = {"filter", "1", "user", "title", "1", "", "/dev/null"};
-  return filter_main(7, const_cast<char**>(argv));
+const Answer BIDIRECTIONAL = {CUPS_SC_STATUS_OK, 1, CUPS_SC_BIDI_SUPPORTED};
+
+struct Command {
+  std::string word;
+  bool complete;  // whether the last reply is
+  std::vector<std::string> replies;
+};
+
+// The sequence of the values is the same in every run.
+unsigned one_of(std::initializer_list<unsigned> values) {
+  static std::mt19937 engine;
+  return values.begin()[engine() % values.size()];
 }
 
-TEST(Filter, ProbesOnceAndWakesThePrinterEvenIfADrainFails) {
-  const std::pair<Answer, std::string> cases[] = {
-      {{CUPS_SC_STATUS_OK, 1, CUPS_SC_BIDI_SUPPORTED}, ""},
-      {{CUPS_SC_STATUS_OK, 1, 2}, "CUPS_SC_STATUS_OK(1)\n"},
-      {{CUPS_SC_STATUS_OK, 0, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_OK(1)\n"},
-      {{CUPS_SC_STATUS_OK, 2, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_OK(1)\n"},
-      {{CUPS_SC_STATUS_NONE, 1, CUPS_SC_BIDI_SUPPORTED}, "CUPS_SC_STATUS_NONE(0)\n"},
-  };
-  for (const auto& c : cases) {
-    answer = c.first;
-    probes = 0;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(captured_stderr([] { EXPECT_EQ(run_on_empty_file(), 0); }),
-              (c.second.empty() ? "" : NOT_BIDIRECTIONAL + c.second) +
-                  wake_up(drain("CUPS_SC_STATUS_IO_ERROR(2)\n") + "usleep(500000)\n"));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b\x45WU");
-    EXPECT_EQ(probes, 1);
+constexpr std::initializer_list<unsigned> BYTES = {0x00, 0x01, 0x04, 0x0F, 0x10,
+                                                   0x20, 0x7F, 0x80, 0xFE, 0xFF};
+
+Command any_command(const std::string& word, unsigned asleep, bool complete) {
+  Command command = {word, complete, {}};
+  for (unsigned i = 0; i <= asleep; ++i) {
+    std::string reply(512, '\0');
+    for (char& byte : reply) byte = static_cast<char>(one_of(BYTES));
+    reply[5] = i == asleep ? '\0' : static_cast<char>(one_of({0x01, 0x02, 0x10, 0x80, 0xFF}));
+    command.replies.push_back(reply);
+  }
+  return command;
+}
+
+// The next functions add to the script, and return the log of a filter that follows it.
+
+std::string name(cups_sc_status_e status) {
+  return std::string(to_string(status)) + "(" + std::to_string(status) + ")\n";
+}
+
+std::string sent(const std::string& bytes) {
+  const auto status = static_cast<cups_sc_status_e>(one_of({1, 1, 1, 0, 1, 2, 3, 4, 5, 6, 7}));
+  answers.push_back({status, 0, 0});
+  return bytes + "request(2, 512, 5)\n" + (status == 1 ? "" : DRAIN + name(status));
+}
+
+std::string exchanged(const std::string& reply, bool complete, const std::string& end) {
+  std::string log = sent(STATUS_REQUEST);
+  for (std::size_t received = 0; received < 192;) {
+    log += "read(" + std::to_string(512 - received) + ", 1)\n";
+    const std::size_t size = one_of({1, 2, 63, 64, 127, 128, 191, 192, 320, 512});
+    if (!complete && received + size >= 192) {
+      reads.push_back({"", -static_cast<ssize_t>(one_of({0, 1}))});
+      log += READ_FAILED + std::to_string(reads.back().second) + "\n";
+      return exchange_lines(log, "UNAVAILABLE");
+    }
+    reads.push_back({reply.substr(received, size), 0});
+    received += reads.back().first.size();
+    if (received >= 192) log += dump_lines("[STS]", reply.substr(0, received));
+  }
+  return exchange_lines(log, info_text(reply), end);
+}
+
+std::string reported(const Command& command, bool bidirectional) {
+  const bool levels = strcasecmp(command.word.c_str(), "ReportLevels") == 0;
+  if (!levels && strcasecmp(command.word.c_str(), "ReportStatus") != 0) return "";
+  if (!bidirectional) return levels ? NO_LEVELS : reason_lines(23);
+  const std::string none = (levels ? NO_LEVELS : "") + reason_lines(23);
+  std::string log;
+  for (unsigned i = 0;; ++i) {
+    const std::string& reply = command.replies[i];
+    if (reply[5] == 0) {
+      log += exchanged(reply, command.complete, "fulfilled(" + std::to_string(i));
+      if (!command.complete) return query_lines(log) + none;
+      return query_lines(log) + (levels ? marker_lines(reply) : "") +
+             state_lines(number(reply, 131, 133));
+    }
+    log += exchanged(reply, true, (i < 60 ? "retrying(" : "expired(") + std::to_string(i + 1));
+    if (i == 60) return query_lines(log + "DEBUG: #retry over\n") + none;
+    log += "sleep(1)\n";
   }
 }
 
+int run_main(const std::string& file) {
+  const char* argv[] = {"filter", "1", "user", "title", "1", "", file.c_str()};
+  return filter_main(7, const_cast<char**>(argv));
+}
+
+auto count_descriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// Runs the filter, and compares its whole log with that of a filter that follows the script.
+void expect_run(const Answer& probe, const std::vector<Command>& commands) {
+  if (testing::Test::HasFailure()) return;  // one difference is enough to read
+  const bool bidirectional = probe.status == 1 && probe.size == 1 && probe.byte == 1;
+  answers = {probe};
+  reads.clear();
+  std::string expected = "request(3, 512, 30)\n" +
+                         (bidirectional ? "" : NOT_BIDIRECTIONAL + name(probe.status)) +
+                         wake_up(sent(WAKE_UP) + "usleep(500000)\n");
+  std::FILE* file = std::tmpfile();
+  int line = 0;
+  for (const Command& c : commands) {
+    std::fprintf(file, "%s\n", c.word.c_str());
+    expected += command(c.word, ++line) + reported(c, bidirectional);
+  }
+  std::fflush(file);
+  const std::string path = "/dev/fd/" + std::to_string(fileno(file));
+
+  const auto descriptors = count_descriptors();
+  const int saved_stdout = dup(STDOUT_FILENO);
+  const auto run = [&path] {
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    EXPECT_EQ(run_main(path), 0);
+    std::fflush(stdout);
+  };
+  const std::string log = captured_stderr(run);
+  dup2(saved_stdout, STDOUT_FILENO);
+  close(saved_stdout);
+  EXPECT_EQ(log, expected);
+  EXPECT_EQ(count_descriptors(), descriptors);
+  std::fclose(file);
+}
+
+TEST(Filter, ProbesOnceAndThenWakesThePrinter) {
+  const auto expect = [](int status, int size, int byte) {
+    expect_run({static_cast<cups_sc_status_t>(status), size, static_cast<char>(byte)},
+               {any_command("ReportStatus", 0, true), any_command("ReportLevels", 0, true)});
+  };
+  for (int status = 0; status < 8; ++status) expect(status, 1, 1);
+  for (const int size : {0, 2, 512}) expect(1, size, 1);
+  for (int byte = 0; byte < 256; ++byte) expect(1, 1, byte);
+}
+
 TEST(Filter, FailsIfTheWakeUpCannotBeSent) {
-  EXPECT_EXIT(std::freopen("/dev/full", "r", stdout) != nullptr && run_on_empty_file(),
+  answers = {BIDIRECTIONAL};
+  EXPECT_EXIT(std::freopen("/dev/full", "r", stdout) != nullptr && run_main("/dev/null"),
               testing::ExitedWithCode(1), "fwrite\\(\\) failed. ret=0\nDEBUG: [^\n]* END\n$");
-  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && run_on_empty_file(),
+  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && run_main("/dev/null"),
               testing::ExitedWithCode(1), "fflush\\(\\) failed.\nDEBUG: [^\n]* END\n$");
 }
 
-TEST(StatusQuery, AsksUntilThePrinterIsAwake) {
-  const struct {
-    unsigned awake_from, replies, asked;
-    const char* end;  // of the log
-  } cases[] = {
-      {1, 99, 1, "=fulfilled(0/60)]\n"},
-      {3, 99, 3, "=fulfilled(2/60)]\n"},
-      {61, 99, 61, "=fulfilled(60/60)]\n"},
-      {99, 99, 61, "=expired(61/60)]\nDEBUG: #retry over\n"},
-      {99, 2, 3, "DEBUG: printer_info=[UNAVAILABLE]\n"},
-      {1, 0, 1, "DEBUG: printer_info=[UNAVAILABLE]\n"},
+TEST(Filter, RunsTheCommandsInTheirOrder) {
+  const char* const words[] = {"ReportLevels",
+                               "rEPORTlEVELS",
+                               "ReportStatus",
+                               "REPORTsTATUS",
+                               "ReportLevel",
+                               "ReportStatusX",
+                               "R",
+                               "%s%n",
+                               "Clean"};
+  const auto any = [](const char* word) {
+    return any_command(word, one_of({0, 0, 1, 2}), one_of({0, 1, 1}) == 1);
   };
-  const std::string exchange = "DEBUG: get_printer_info() START\n";
-  for (const auto& c : cases) {
-    printer = {c.awake_from, c.replies, 0};
-    bool available = false;
-    testing::internal::CaptureStdout();
-    const std::string log =
-        captured_stderr([&] { available = get_printer_info_retry().isAvailable(); });
-    EXPECT_EQ(testing::internal::GetCapturedStdout().size(), 4 * printer.asked);
-    EXPECT_EQ(printer.asked, c.asked);
-    EXPECT_EQ(available, std::strstr(c.end, "fulfilled") != nullptr);
-    EXPECT_EQ(log.find("DEBUG: get_printer_info_retry() START\n" + exchange), 0U);
-    for (unsigned i = 1; i < c.asked; ++i)
-      EXPECT_NE(log.find("retrying(" + std::to_string(i) + "/60)]\nsleep(1)\n" + exchange),
-                std::string::npos);
-    const std::string end = std::string(c.end) + "DEBUG: get_printer_info_retry() END\n";
-    EXPECT_EQ(log.substr(log.size() - std::min(log.size(), end.size())), end);
+  for (const char* first : words)
+    for (const char* second : words)
+      expect_run(BIDIRECTIONAL, {any(first), any(second), any(first)});
+}
+
+TEST(Filter, AsksUntilThePrinterIsAwake) {
+  for (unsigned asleep = 0; asleep <= 61; ++asleep)
+    for (const bool complete : {true, false})
+      expect_run(BIDIRECTIONAL, {any_command("ReportLevels", asleep, complete),
+                                 any_command("ReportStatus", 1, true)});
+}
+
+// Each byte that the filter reads has every value, while most others are zeros or ones.
+TEST(Filter, ReadsEachByteOfAReply) {
+  for (const char others : {'\x00', '\xff'}) {
+    std::string awake(192, others);
+    awake[5] = 0;
+    awake.replace(148, 4, "\x01\x90\x01\x02");
+    for (const unsigned offset :
+         {4U, 5U, 128U, 129U, 131U, 132U, 133U, 145U, 148U, 149U, 150U, 151U}) {
+      std::string reply = awake;
+      for (int value = 0; value < 256; ++value) {
+        reply[offset] = static_cast<char>(value);
+        expect_run(BIDIRECTIONAL, {{"ReportLevels", true, {reply, awake}}});
+      }
+    }
   }
 }
 

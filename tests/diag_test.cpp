@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cstring>
 #include <fstream>
-#include <string>
+#include <numeric>
+#include <set>
 
 #include "diag/dump.h"
 #include "diag/value_names.h"
 #include "support.h"
 
 namespace {
+
+// The texts of the last values of which names() was called.
+std::set<const char*> last_texts;
 
 // The names of the values from first to last, without their common prefix.
 template <typename E>
@@ -20,6 +22,7 @@ std::string names(const std::string& prefix, int first, int last) {
     const std::string name = to_string(static_cast<E>(value));
     all += (name.rfind(prefix, 0) == 0 ? name.substr(prefix.size()) : name) + ' ';
   }
+  last_texts.insert(to_string(static_cast<E>(last)));
   return all;
 }
 
@@ -46,25 +49,13 @@ TEST(ToString, NamesTheValuesOfTheHeaders) {
   EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_DEVICE", 47, 63),
             "cups_cspace_e(47) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(63) ");
   EXPECT_EQ(names<cups_cspace_e>("", INT_MIN, INT_MIN), "cups_cspace_e(-2147483648) ");
-}
-
-TEST(ToString, EachOverloadKeepsItsLatestFallback) {
-  int number = 70;  // not a constant: the compiler would warn of a value without a name
-  const char* const latest[] = {
-      to_string(static_cast<cups_adv_e>(number)),    to_string(static_cast<cups_bool_e>(number)),
-      to_string(static_cast<cups_cspace_e>(number)), to_string(static_cast<cups_cut_e>(number)),
-      to_string(static_cast<cups_edge_e>(number)),   to_string(static_cast<cups_jog_e>(number)),
-      to_string(static_cast<cups_order_e>(number)),  to_string(static_cast<cups_orient_e>(number))};
-  std::string all;
-  for (const char* text : latest) all += std::string(text) + ' ';
-  EXPECT_EQ(all,
-            "cups_adv_e(70) cups_bool_e(70) cups_cspace_e(70) cups_cut_e(70) cups_edge_e(70) "
-            "cups_jog_e(70) cups_order_e(70) cups_orient_e(70) ");
+  EXPECT_EQ(last_texts.size(), 9U);  // "UNKNOWN", and one buffer for each of the other overloads
 }
 
 TEST(DumpMem, WritesSixteenBytesToALine) {
-  std::string bytes(0x10011, '\x80');
-  for (const int size : {1, 16, 17, 192, 0x10011}) {
+  std::string bytes(0x10011, '\0');
+  std::iota(bytes.begin(), bytes.end(), '\0');
+  for (const int size : {16, 17, 0x10011}) {
     EXPECT_EQ(captured_stderr([&] { dump_mem("[STS]", bytes.data(), size); }),
               dump_lines("[STS]", bytes.substr(0, static_cast<std::size_t>(size))));
   }
@@ -74,12 +65,14 @@ TEST(DumpMem, WritesSixteenBytesToALine) {
 }
 
 // Each number in the header is its own index, so that a line shows which field it printed, except
-// the numbers that are set below. The strings have no NUL.
+// those that are set below. Only the second and the third text have a NUL.
 TEST(Dump, WritesALineForEachField) {
   static_assert(sizeof(cups_page_header_s) == 256 + 41 * sizeof(unsigned));
-  unsigned words[64 + 41];
-  std::memset(words, 'c', 256);
-  for (unsigned i = 0; i < 41; ++i) words[64 + i] = i;
+  unsigned words[64 + 41] = {};
+  std::iota(words + 64, words + 64 + 41, 0U);
+  std::memset(words, 'a', 64);
+  std::memcpy(words + 16, "in\"dex %s\0cut off", 18);
+  std::memset(words + 48, 'd', 64);
   cups_page_header_s header;
   std::memcpy(&header, words, sizeof header);
   header.AdvanceDistance = 0x63636363;  // would appear if OutputType were read past its end

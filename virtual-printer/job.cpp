@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int BACK_CHANNEL_FD = 3;
 constexpr double CHANNEL_TIMEOUT = 1.0;  // seconds
 
 class Job {
@@ -43,7 +42,7 @@ class Job {
   // on exit the kernel closes descriptors in any order.
   void ExitIfDead() const {
     if (!printer.IsDead()) return;
-    for (const int fd : {STDIN_FILENO, CUPS_SC_FD, BACK_CHANNEL_FD}) close(fd);
+    for (const int fd : {STDIN_FILENO, CUPS_SC_FD, CUPS_BC_FD}) close(fd);
     _exit(1);
   }
 
@@ -67,7 +66,7 @@ class Job {
   void SendPiece() {
     WaitUntilRead();
     const Piece piece = printer.Take(Clock::now());
-    if (piece.size > 0 && fcntl(BACK_CHANNEL_FD, F_GETFD) != -1) {  // else libcups spins forever
+    if (piece.size > 0 && fcntl(CUPS_BC_FD, F_GETFD) != -1) {  // else libcups spins forever
       cupsBackChannelWrite(reinterpret_cast<const char*>(piece.data), piece.size, CHANNEL_TIMEOUT);
     }
     if (!printer.IsDead()) return;
@@ -80,8 +79,7 @@ class Job {
   void WaitUntilRead() {
     const Time deadline = Clock::now() + std::chrono::seconds(1);
     int unread = 0;
-    while (ioctl(BACK_CHANNEL_FD, FIONREAD, &unread) == 0 && unread > 0 &&
-           Clock::now() < deadline) {
+    while (ioctl(CUPS_BC_FD, FIONREAD, &unread) == 0 && unread > 0 && Clock::now() < deadline) {
       AnswerSideChannel(1);
     }
   }

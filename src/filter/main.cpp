@@ -20,8 +20,6 @@ extern "C" int _cups_strcasecmp(const char* s, const char* t);
 
 namespace {
 
-constexpr int BACK_CHANNEL_FD = 3;  // libcups reads it; cups/sidechannel.h names only CUPS_SC_FD
-
 constexpr int PROBE_DATA_SIZE = 512;
 constexpr double PROBE_TIMEOUT = 30.0;  // seconds
 constexpr int DIRECTIVE_SIZE = 1024;
@@ -56,12 +54,8 @@ void prepare_process() {
   // If the backend dies, the filter must log it, not be killed during a report.
   std::signal(SIGPIPE, SIG_IGN);
 
-  // All processes of a job share one log pipe, in which only a single write stays together.
-  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
-
   // cupsBackChannelRead calls read even after its timeout; that must not block.
-  const int flags = fcntl(BACK_CHANNEL_FD, F_GETFL);
-  if (flags != -1) fcntl(BACK_CHANNEL_FD, F_SETFL, flags | O_NONBLOCK);
+  fcntl(CUPS_BC_FD, F_SETFL, fcntl(CUPS_BC_FD, F_GETFL) | O_NONBLOCK);
 }
 
 // Returns whether the backend confirms that the device is bidirectional.
@@ -112,7 +106,7 @@ int main(int argc, char* argv[]) {
   const bool bidirectional = probe_bidirectional();
   if (wr_esc_wakeup() != 0) {
     close_if_open(file);
-    std::exit(1);  // not a return: the process must also end if main was called as a function
+    std::exit(1);  // ends the process even if main was called as a function
   }
 
   char directive[DIRECTIVE_SIZE];

@@ -22,7 +22,7 @@ PrinterState PrinterState::Error(const unsigned char (*code)[3]) {
 }
 
 bool PrinterState::operator==(const PrinterState& other) const {
-  if (type == Type::Available && other.type == Type::Available) return *this == &other.error_code;
+  if (other.type == Type::Available) return *this == &other.error_code;
   return type == Type::Unavailable && other.type == Type::Unavailable;
 }
 
