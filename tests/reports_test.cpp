@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cups/cups.h>
 
+#include <cstring>
 #include <numeric>
 #include <vector>
 
@@ -12,7 +13,7 @@
 namespace {
 
 // The destinations that the fakes below return. Their texts change when they are freed.
-char name[] = "name", reasons_option[] = "printer-state-reasons", freed[] = "freed";
+char name[] = "name", reasons_option[] = "printer-state-reasons";
 cups_option_t options[2];
 cups_dest_t dests[] = {{name, nullptr, 0, 1, &options[0]}, {name, nullptr, 0, 1, &options[1]}};
 int lists_held;
@@ -28,7 +29,8 @@ int cupsGetDests(cups_dest_t** list) {
 void cupsFreeDests(int count, cups_dest_t* list) {
   EXPECT_TRUE(count == 2 && list == dests);
   --lists_held;
-  for (cups_option_t& option : options) option.value = freed;
+  for (const cups_option_t& option : options)
+    std::memset(option.value, '!', std::strlen(option.value));
 }
 
 namespace {

@@ -22,9 +22,9 @@ report() { # LEVEL|none NUMBER-OF-THE-REASON
     30) message='Ink Ribbon = 120 / 400' ;;
     -2) sheet=00 ;;
   esac
-  echo "printer-state-reasons=${2:-none}" | sed 's/=0/=com.corvantide-error0/'
   [ "$1" = none ] || printf 'marker-%s\n' 'colors=#00FF00' "levels=$1" "message=$message" \
     "names=InkSheetType: $sheet" 'types=ink-ribbon'
+  echo "printer-state-reasons=${2:-none}" | sed 's/=0/=com.corvantide-error0/'
 }
 
 submit() { # QUEUE COMMAND...
@@ -81,7 +81,7 @@ submit_case() {
   job[$queue]=$(submit "$queue" ReportLevels ReportStatus)
 }
 check_case() {
-  local end log
+  local end log before=$failed
   end=$("$scheduler" wait "${job[$queue]}")
   [ "$state" = any ] || expect "$queue: its job" "${job[$queue]} ${state:-completed}" "$end"
   log=$("$scheduler" log "${job[$queue]}")
@@ -90,6 +90,7 @@ check_case() {
   expect "$queue: its log has \"$text\"" 0 "$(grep -qF -- "$text" <<<"$log"; echo $?)"
   expect "$queue: what a client reads" "$(report "${level:-30}" "$reasons")" \
     "$("$scheduler" attributes "$queue")"
+  [ "$failed" -eq "$before" ] || echo "$log"
 }
 each_case submit_case
 each_case check_case
@@ -102,7 +103,7 @@ for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no
   die=wake-up:0023 error=110606:0024; do
   settings=${state%:*} reason=${state#*:}
   "$scheduler" queue states "virtual-printer://test/?$settings"
-  "$scheduler" wait "$(submit states ReportStatus)" >/dev/null
+  "$scheduler" wait "$(submit states ReportLevels ReportStatus)" >/dev/null
   expect "the reasons after $settings" \
     "printer-state-reasons=media-low-warning${reason:+,com.corvantide-error$reason}" \
     "$("$scheduler" attributes states | grep reasons)"

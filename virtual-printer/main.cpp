@@ -147,7 +147,8 @@ int run_filter(const char* uri, char** filter) {
     return 1;
   std::signal(SIGPIPE, SIG_DFL);
   execvp(filter[0], filter);
-  std::perror("ERROR: virtual-printer: cannot execute the filter");
+  std::fprintf(stderr, "ERROR: virtual-printer: cannot execute %s: %s\n", filter[0],
+               std::strerror(errno));
   return 127;
 }
 
