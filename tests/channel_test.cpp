@@ -6,8 +6,6 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <random>
@@ -49,8 +47,7 @@ ssize_t cupsBackChannelRead(char* buffer, size_t capacity, double timeout) {
   std::fprintf(stderr, "read(%zu, %g)\n", capacity, timeout);
   const auto [bytes, failure] = reads.at(0);
   reads.pop_front();
-  std::copy(bytes.begin(), bytes.end(), buffer);
-  return bytes.empty() ? failure : static_cast<ssize_t>(bytes.size());
+  return bytes.empty() ? failure : static_cast<ssize_t>(bytes.copy(buffer, bytes.size()));
 }
 
 int usleep(useconds_t microseconds) { return std::fprintf(stderr, "usleep(%u)\n", microseconds); }
@@ -72,8 +69,7 @@ unsigned one_of(std::initializer_list<unsigned> values) {
   return values.begin()[engine() % values.size()];
 }
 
-constexpr std::initializer_list<unsigned> BYTES = {0x00, 0x01, 0x04, 0x0F, 0x10,
-                                                   0x20, 0x7F, 0x80, 0xFE, 0xFF};
+constexpr std::initializer_list<unsigned> BYTES = {0x00, 0x01, 0x04, 0x0F, 0x20, 0x80, 0xFF};
 
 Command any_command(const std::string& word, unsigned asleep, bool complete) {
   Command command = {word, complete, {}};
@@ -127,7 +123,7 @@ std::string reported(const Command& command, bool bidirectional) {
       log += exchanged(reply, command.complete, "fulfilled(" + std::to_string(i));
       if (!command.complete) return query_lines(log) + none;
       return query_lines(log) + (levels ? marker_lines(reply) : "") +
-             state_lines(number(reply, 131, 133));
+             state_lines(number(reply, 131, 3));
     }
     log += exchanged(reply, true, (i < 60 ? "retrying(" : "expired(") + std::to_string(i + 1));
     if (i == 60) return query_lines(log + "DEBUG: #retry over\n") + none;
@@ -187,12 +183,10 @@ TEST(Filter, ProbesOnceAndThenWakesThePrinter) {
   for (int byte = 0; byte < 256; ++byte) expect(1, 1, byte);
 }
 
-TEST(Filter, FailsIfTheWakeUpCannotBeSent) {
+TEST(Filter, FailsIfTheWakeUpCannotBeWritten) {
   answers = {BIDIRECTIONAL};
   EXPECT_EXIT(std::freopen("/dev/full", "r", stdout) != nullptr && run_main("/dev/null"),
               testing::ExitedWithCode(1), "fwrite\\(\\) failed. ret=0\nDEBUG: [^\n]* END\n$");
-  EXPECT_EXIT(std::freopen("/dev/full", "w", stdout) != nullptr && run_main("/dev/null"),
-              testing::ExitedWithCode(1), "fflush\\(\\) failed.\nDEBUG: [^\n]* END\n$");
 }
 
 TEST(Filter, RunsTheCommandsInTheirOrder) {

@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "support.h"
@@ -50,7 +49,7 @@ std::string unanswered(const std::string& why) {
   return query_lines(exchange_lines(why, "UNAVAILABLE"));
 }
 
-TEST(Filter, WritesExactlyWhatThePrinterIs) {
+TEST(Filter, WritesExactly) {
   const std::string drained = DRAIN + "CUPS_SC_STATUS_NOT_IMPLEMENTED(7)\n";
   std::string reply(192, '\0');
   reply.replace(131, 3, "\x0d\x08\x07");

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "model/printer_info.h"
 
 namespace {
@@ -16,20 +14,16 @@ TEST(Model, NamesTypesThatAreNotAvailable) {
   }
 }
 
-// The reply ends after the last byte that may be read.
-PrinterInfo parsed(unsigned offset, unsigned value, char others) {
-  std::string reply(152, others);
-  reply[offset] = static_cast<char>(value >> 8);
-  reply[offset + 1] = static_cast<char>(value);
-  return PrinterInfo::Parse(reply.data());
-}
-
 TEST(PrinterInfo, AnswersFromTheReply) {
   for (const char others : {'\x00', '\xff'}) {
+    std::string reply(152, others);  // ends after the last byte that may be read
     for (unsigned value = 0; value < 0x10000; ++value) {
-      EXPECT_EQ(parsed(128, value, others).isMechGood(), value == 0x0000 || value == 0x2000);
-      EXPECT_EQ(parsed(4, value, others).isMemoryFree(), value >> 8 != 0xFF);
-      EXPECT_EQ(parsed(4, value, others).isWakeUp(), (value & 0xFF) == 0x00);
+      reply[4] = reply[129] = static_cast<char>(value);
+      reply[5] = reply[128] = static_cast<char>(value >> 8);
+      const PrinterInfo info = PrinterInfo::Parse(reply.data());
+      ASSERT_EQ(info.isMechGood(), value == 0x0000 || value == 0x2000);
+      ASSERT_EQ(info.isMemoryFree(), (value & 0xFF) != 0xFF);
+      ASSERT_EQ(info.isWakeUp(), value >> 8 == 0x00);
     }
   }
   const PrinterInfo none = PrinterInfo::Unavailable();

@@ -95,8 +95,7 @@ check_case() {
 each_case submit_case
 each_case check_case
 
-# One queue, with one state of the printer after another: the vendor's reasons always match the
-# printer, and a reason of another program stays.
+# One queue: the vendor's reasons always match the printer, and a reason of another program stays.
 "$scheduler" queue states virtual-printer://test/
 lpadmin -p states -o printer-state-reasons=media-low-warning
 for state in error=090202:0002 error=0a0505:0010 remaining=9: die=start: bidi=no:0023 remaining=8: \

@@ -19,10 +19,10 @@ std::string captured_stderr(Code code) {
 }
 
 // The number in these bytes of a status reply.
-inline unsigned number(const std::string& reply, std::size_t first, std::size_t last) {
+inline unsigned number(const std::string& reply, std::size_t offset, std::size_t size = 1) {
   unsigned value = 0;
-  for (std::size_t i = first; i <= last; ++i)
-    value = value << 8 | static_cast<unsigned char>(reply[i]);
+  for (const char byte : reply.substr(offset, size))
+    value = value << 8 | static_cast<unsigned char>(byte);
   return value;
 }
 
@@ -34,17 +34,15 @@ inline std::string hex(unsigned value, int bytes = 1) {
 }
 
 inline std::string levels_text(const std::string& reply) {
-  return "ink ribbon " + std::to_string(number(reply, 150, 151)) + " / " +
-         std::to_string(number(reply, 148, 149)) +
-         " ink_sheet_type=" + hex(number(reply, 145, 145));
+  return "ink ribbon " + std::to_string(number(reply, 150, 2)) + " / " +
+         std::to_string(number(reply, 148, 2)) + " ink_sheet_type=" + hex(number(reply, 145));
 }
 
 inline std::string info_text(const std::string& reply) {
-  const unsigned error = number(reply, 131, 133);
-  return "power_state=" + hex(number(reply, 5, 5)) + " mech_state=[" +
-         hex(number(reply, 128, 129), 2) + "] memory_state=" + hex(number(reply, 4, 4)) +
-         " error_info=[" + (error == 0 ? "GOOD" : hex(error, 3)) + "] levels=[" +
-         levels_text(reply) + "]";
+  const unsigned error = number(reply, 131, 3);
+  return "power_state=" + hex(number(reply, 5)) + " mech_state=[" + hex(number(reply, 128, 2), 2) +
+         "] memory_state=" + hex(number(reply, 4)) + " error_info=[" +
+         (error == 0 ? "GOOD" : hex(error, 3)) + "] levels=[" + levels_text(reply) + "]";
 }
 
 // The lines of a marker report.
@@ -58,9 +56,8 @@ inline std::string marker_lines(const std::string& text, const std::string& leve
 inline const std::string NO_LEVELS = marker_lines("UNAVAILABLE", "-2", " ", "InkSheetType: 00");
 
 inline std::string marker_lines(const std::string& reply) {
-  const unsigned sheet = number(reply, 145, 145);
-  const unsigned total = number(reply, 148, 149);
-  const unsigned remaining = number(reply, 150, 151);
+  const unsigned sheet = number(reply, 145), total = number(reply, 148, 2),
+                 remaining = number(reply, 150, 2);
   const bool is_known = total != 0 && total != 65535 && remaining != 65535;
   unsigned level = 0;  // the largest percentage that is not above the counts
   while (is_known && (level + 1) * total <= 100 * remaining) ++level;
