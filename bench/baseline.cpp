@@ -22,6 +22,7 @@ int main(int argc, char* argv[]) {
   char data[512];
   int size = sizeof data;
   std::signal(SIGPIPE, SIG_IGN);
+  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
   cups_file_t* file = cupsFileOpen(argv[argc - 1], "r");
   cupsSideChannelDoRequest(CUPS_SC_CMD_GET_BIDI, data, &size, 30.0);
   write_lines({112, 29, 20, 31});

@@ -158,6 +158,7 @@ int main(int argc, char* argv[]) {
   const std::string_view option = argc > 1 ? argv[1] : "";
   if (argc == 2 && option == "--help") return help();
 
+  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);  // one write a line: the log pipe is shared
   if (argc >= 4 && option == "--run") return run_filter(argv[2], argv + 3);
   if (argc == 4 && option == "--listen") return listen_on(argv[2], argv[3]);
   if ((argc == 3 || argc == 4) && option == "--check")

@@ -54,6 +54,10 @@ void prepare_process() {
   // If the backend dies, the filter must log it, not be killed during a report.
   std::signal(SIGPIPE, SIG_IGN);
 
+  // All processes of a job share one log pipe, in which only a single write stays together. Without
+  // a buffer, glibc 2.37 and later write a long line in pieces.
+  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
+
   // cupsBackChannelRead calls read even after its timeout; that must not block.
   fcntl(CUPS_BC_FD, F_SETFL, fcntl(CUPS_BC_FD, F_GETFL) | O_NONBLOCK);
 }
