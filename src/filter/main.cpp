@@ -49,13 +49,13 @@ const Command COMMANDS[] = {
     {"ReportStatus", report_status},
 };
 
-// Prepares the process for a scheduler, a shell or a test.
+// Prepares the process for a scheduler, a shell or a test. Without the line buffer, glibc 2.37 and
+// later write a long line in several writes.
 void prepare_process() {
   // If the backend dies, the filter must log it, not be killed during a report.
   std::signal(SIGPIPE, SIG_IGN);
 
-  // All processes of a job share one log pipe, in which only a single write stays together. Without
-  // a buffer, glibc 2.37 and later write a long line in pieces.
+  // All processes of a job share one log pipe, in which only a single write stays together.
   std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
 
   // cupsBackChannelRead calls read even after its timeout; that must not block.

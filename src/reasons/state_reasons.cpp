@@ -19,8 +19,7 @@ struct PrinterStateReasonEntry {
   Reasons reasons;
 };
 
-// All vendor reasons except the fallback. The first row is the code for no error, and has no
-// reason.
+// All vendor reasons except the fallback. The code of the first row is no error, and has no reason.
 const PrinterStateReasonEntry PRINTER_STATE_REASONS[] = {
     {{0x00, 0x00, 0x00}, {}},
     {{0x06, 0x02, 0x02}, {"com.corvantide-error0001"}},
