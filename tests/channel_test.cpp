@@ -202,6 +202,7 @@ TEST(Filter, RunsTheCommandsInTheirOrder) {
   const auto any = [](const char* word) {
     return any_command(word, one_of({0, 0, 1, 2}), one_of({0, 1, 1}) == 1);
   };
+  expect_run(BIDIRECTIONAL, {});
   for (const char* first : words)
     for (const char* second : words)
       expect_run(BIDIRECTIONAL, {any(first), any(second), any(first)});
@@ -237,6 +238,7 @@ TEST(RetryCounter, StaysExpiredAfterItsLimit) {
   EXPECT_EQ(none.to_string(), "fulfilled(0/0)");
   for (const bool success : {false, true, false}) none.Test(success);
   EXPECT_EQ(none.to_string(), "expired(1/0)");
+  EXPECT_EQ(RetryCounter(4294967295).to_string(), "retrying(0/4294967295)");
 }
 
 }  // namespace

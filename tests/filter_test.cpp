@@ -105,7 +105,7 @@ TEST(CommandLine, ReportsErrors) {
       "1ERROR: Usage: ./commandtocorvantide job-id user title copies options [file]";
   EXPECT_EQ(outcome(FILTER " 1 2 3 4"), usage);
   EXPECT_EQ(outcome(FILTER " 1 2 3 4 5 /dev/null 7"), usage);
-  EXPECT_EQ(outcome(FILTER " 1 2 3 4 5 /nowhere 3<&-"),
+  EXPECT_EQ(outcome(FILTER " 1 2 3 4 5 '' 3<&-"),
             "1ERROR: Unable to open command file - : No such file or directory\n");
 }
 
