@@ -66,8 +66,8 @@ TEST(DumpMem, WritesSixteenBytesToALine) {
   EXPECT_EQ(captured_stderr([] { dump_mem("L", nullptr, -1); }), "DEBUG: L size=-1\n");
 }
 
-// Each number in the header is its own index, so that a line shows which field it printed, except
-// those that are set below. Only the second and the third text have a NUL.
+// Each number is its own index, so that a line shows which field it printed. Then some get values
+// that print in another way. Only the second and the third text have a NUL.
 TEST(Dump, WritesALineForEachField) {
   static_assert(sizeof(cups_page_header_s) == 256 + 41 * sizeof(unsigned));
   unsigned words[64 + 41] = {};

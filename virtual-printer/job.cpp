@@ -38,8 +38,8 @@ class Job {
   Printer printer;
   int side_channel = CUPS_SC_FD;  // -1 after the filter has closed its end
 
-  // Closes the input first: a filter that sees the end of a channel must not be able to write, and
-  // on exit the kernel closes descriptors in any order.
+  // Closes the input first, so that a filter that sees the end of a channel cannot write any more.
+  // On exit, the kernel would close the descriptors in any order.
   void ExitIfDead() const {
     if (!printer.IsDead()) return;
     for (const int fd : {STDIN_FILENO, CUPS_SC_FD, CUPS_BC_FD}) close(fd);

@@ -51,9 +51,7 @@ int help() {
       "URI is virtual-printer://NAME/?SETTING=VALUE&... with these settings, and their\n"
       "defaults in parentheses. Of the printer:\n");
   print_settings(stdout, false);
-  std::printf(
-      "Of the simulated backend, which sends a piece when the filter has read the one\n"
-      "before, or after a second:\n");
+  std::printf("Of the simulated backend:\n");
   print_settings(stdout, true);
   return flush_output();
 }
