@@ -48,9 +48,8 @@ TEST(ToString, NamesTheValuesOfTheHeaders) {
             "cups_cspace_e(31) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(47) ");
   EXPECT_EQ(names<cups_cspace_e>("CUPS_CSPACE_DEVICE", 47, 63),
             "cups_cspace_e(47) 1 2 3 4 5 6 7 8 9 A B C D E F cups_cspace_e(63) ");
-  EXPECT_EQ(names<cups_cspace_e>("", INT_MIN, INT_MIN) + names<cups_cspace_e>("", 256, 256) +
-                names<cups_cspace_e>("", 65537, 65537),
-            "cups_cspace_e(-2147483648) cups_cspace_e(256) cups_cspace_e(65537) ");
+  EXPECT_EQ(names<cups_cspace_e>("", INT_MIN, INT_MIN) + names<cups_cspace_e>("", 65536, 65536),
+            "cups_cspace_e(-2147483648) cups_cspace_e(65536) ");
   EXPECT_EQ(last_texts.size(), 9U);  // "UNKNOWN", and one buffer for each of the other overloads
 }
 
