@@ -59,11 +59,11 @@ TEST(CleanPrinterState, RemovesTheReasonsOfTheDefaultDestination) {
     int defaults, options;
     std::string reasons, lines;
   } cases[] = {
+      {1, 0, "a", ""},  // first: no strtok has been called yet
       {1, 1, "none", "STATE: -none\n"},
       {1, 1, "a b;c\t,.:|/", "STATE: -a b;c\t\nSTATE: -.:|/\n"},
       {1, 1, ",a,,b,", "STATE: -a\nSTATE: -b\n"},
       {1, 1, longest, "STATE: -" + longest + "\n"},
-      {1, 0, "a", ""},
       {0, 1, "a", "DEBUG: Not found default(destination) printer.\n"},
   };
   for (const auto& c : cases) {
