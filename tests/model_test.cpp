@@ -36,6 +36,7 @@ TEST(PrinterState, IsEqualToTheSameCodeOnly) {
   const PrinterState unknown(static_cast<PrinterState::Type>(2));
   for (const auto& code : codes) EXPECT_EQ(good == PrinterState::Error(&code), &code == &codes[0]);
   EXPECT_TRUE(good != &codes[1] && good != none && none != good && none == none);
+  EXPECT_FALSE(good != good || good != &codes[0]);
   EXPECT_TRUE(none != &codes[0] && none != unknown && unknown != none && unknown != unknown);
 }
 
