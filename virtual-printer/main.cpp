@@ -40,7 +40,7 @@ int help() {
       "  --check   exits with status 1 if the URI is invalid for a printer behind the\n"
       "            simulated backend (job, default) or CUPS's socket or usb backend.\n"
       "\n"
-      "Without an option it is a CUPS backend, whose URI is in DEVICE_URI.\n"
+      "With five arguments it is a CUPS backend, whose URI is in DEVICE_URI.\n"
       "\n"
       "In this example, for the build directory, the printer has an error and is asleep\n"
       "for its first two replies:\n"
