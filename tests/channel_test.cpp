@@ -156,13 +156,12 @@ void expect_run(const Answer& probe, const std::vector<Command>& commands) {
     expected += command(c.word, ++line) + reported(c, bidirectional);
   }
   std::fflush(file);
-  const std::string path = "/dev/fd/" + std::to_string(fileno(file));
 
   const auto descriptors = count_descriptors();
   const int saved_stdout = dup(STDOUT_FILENO);
-  const auto run = [&path] {
+  const auto run = [file] {
     dup2(STDERR_FILENO, STDOUT_FILENO);
-    EXPECT_EQ(run_main(path), 0);
+    EXPECT_EQ(run_main("/dev/fd/" + std::to_string(fileno(file))), 0);
     std::fflush(stdout);
   };
   const std::string log = captured_stderr(run);

@@ -73,6 +73,7 @@ TEST(Dump, WritesALineForEachField) {
   std::iota(words + 64, words + 64 + 41, 0U);
   std::memset(words, 'a', 64);
   std::memcpy(words + 16, "in\"dex %s\0cut off", 18);
+  std::memcpy(words + 32, "paper", 5);
   std::memset(words + 48, 'd', 64);
   cups_page_header_s header;
   std::memcpy(&header, words, sizeof header);
