@@ -12,6 +12,8 @@ TEST(Model, NamesTypesThatAreNotAvailable) {
     EXPECT_EQ(PrinterState(static_cast<PrinterState::Type>(type)).to_string(), name);
     EXPECT_EQ(PrinterLevels(static_cast<PrinterLevels::Type>(type)).to_string(), name);
   }
+  const PrinterLevels none = PrinterLevels::Unavailable();
+  EXPECT_EQ(none.ink_ribbon_total | none.ink_ribbon_remaining | none.ink_sheet_type, 0);
 }
 
 TEST(PrinterInfo, AnswersFromTheReply) {

@@ -53,7 +53,6 @@ TEST(UpdatePrinterState, KnowsEveryCode) {
 }
 
 TEST(CleanPrinterState, RemovesTheReasonsOfTheDefaultDestination) {
-  const std::string longest(300, 'x');
   const struct {
     int defaults, options;
     std::string reasons, lines;
@@ -62,7 +61,7 @@ TEST(CleanPrinterState, RemovesTheReasonsOfTheDefaultDestination) {
       {1, 1, "none", "STATE: -none\n"},
       {1, 1, "a b;c\t,.:|/", "STATE: -a b;c\t\nSTATE: -.:|/\n"},
       {1, 1, ",a,,b,", "STATE: -a\nSTATE: -b\n"},
-      {1, 1, longest, "STATE: -" + longest + "\n"},
+      {1, 1, std::string(300, 'x'), "STATE: -" + std::string(300, 'x') + "\n"},
       {0, 1, "a", "DEBUG: Not found default(destination) printer.\n"},
   };
   for (const auto& c : cases) {

@@ -37,7 +37,6 @@ wait_for_log() { # JOB TEXT
   until [[ $("$scheduler" log "$1" 2>&1) == *"$2"* || $SECONDS -ge $deadline ]]; do sleep 0.1; done
 }
 
-# Without the check of the filter's file, which would have to be owned by root.
 expect "the sample PPD" "$ppd: PASS" "$(cupstestppd -I filters "$ppd")"
 expect "the mode of the scheduler's directory" 700 "$(stat -c %a "$PRIVATE_SCHEDULER")"
 
